@@ -1,0 +1,170 @@
+// hash.cpp - the hash table with binary-tree buckets.
+#include "hash.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+
+static_assert(offsetof(zor_btreet_t, binary_tree) == 0, "bucket layout");
+static_assert(offsetof(zor_btreet_t, count) == sizeof(void *), "bucket layout");
+static_assert(sizeof(zor_btreet_t) == 2 * sizeof(void *), "bucket layout");
+static_assert(offsetof(zor_hash_t, b_tree) == 0, "table layout");
+static_assert(offsetof(zor_hash_t, max) == sizeof(void *), "table layout");
+static_assert(sizeof(zor_hash_t) == 2 * sizeof(void *), "table layout");
+
+namespace {
+
+// The masks a table may be made with; 9 is kept although it is not one
+// less than a power of two.
+constexpr unsigned int kMasks[] = {9, 15, 31, 63, 127, 255, 511, 1023, 2047, 4095, 8191, 16383};
+constexpr unsigned int kDefaultMask = 15;
+
+unsigned int mask_of(int Hash_Table)
+{
+    for (unsigned int mask : kMasks) {
+        if (static_cast<unsigned int>(Hash_Table) == mask)
+            return mask;
+    }
+    return kDefaultMask;
+}
+
+// Times-33 over klen bytes, or up to the NUL when klen is -1. Any other
+// negative length, or a NULL key, hashes nothing.
+unsigned int Zor_Hash_Func(const void *key, int klen)
+{
+    auto p = static_cast<const unsigned char *>(key);
+    unsigned int hash = 0;
+    if (p == nullptr)
+        return hash;
+    if (klen == -1) {
+        for (; *p != 0; p++)
+            hash = hash * 33 + *p;
+    } else {
+        for (; klen > 0; klen--, p++)
+            hash = hash * 33 + *p;
+    }
+    return hash;
+}
+
+zor_hash_t *table_of(ZOR_HASH *phash)
+{
+    return reinterpret_cast<zor_hash_t *>(phash);
+}
+
+zor_btreet_t *bucket_for_key(zor_hash_t *table, const void *key, int klen)
+{
+    return &table->b_tree[Zor_Hash_Func(key, klen) & table->max];
+}
+
+// The bucket at index, or NULL when the index lies outside the table.
+zor_btreet_t *bucket_at(zor_hash_t *table, int index)
+{
+    if (table == nullptr || index < 0 || static_cast<unsigned int>(index) > table->max)
+        return nullptr;
+    return &table->b_tree[index];
+}
+
+} // namespace
+
+extern "C" {
+
+ZOR_HASH Zor_Hash_Make(int Hash_Table, Compare_Func cpm_func, Free_Node_Func free_func)
+{
+    auto table = static_cast<zor_hash_t *>(malloc(sizeof(zor_hash_t)));
+    if (table == nullptr)
+        return nullptr;
+    table->max = mask_of(Hash_Table);
+    table->b_tree = static_cast<zor_btreet_t *>(malloc((table->max + 1) * sizeof(zor_btreet_t)));
+    if (table->b_tree == nullptr) {
+        free(table);
+        return nullptr;
+    }
+    for (unsigned int i = 0; i <= table->max; i++) {
+        table->b_tree[i].binary_tree = B_Tree_Allocte(cpm_func, free_func);
+        table->b_tree[i].count = 0;
+    }
+    return table;
+}
+
+void Zor_Hash_Free(ZOR_HASH *phash)
+{
+    zor_hash_t *table = table_of(phash);
+    if (table == nullptr)
+        return;
+    for (unsigned int i = 0; i <= table->max; i++)
+        B_Tree_Free(table->b_tree[i].binary_tree);
+    free(table->b_tree);
+    free(table);
+}
+
+int Zor_Hash_Set(ZOR_HASH *phash, const void *key, int klen, const void *val)
+{
+    zor_hash_t *table = table_of(phash);
+    if (table == nullptr)
+        return -1;
+    zor_btreet_t *bucket = bucket_for_key(table, key, klen);
+    bucket->count++;  // counted whether or not the tree takes it
+    return B_Tree_Add_Node(bucket->binary_tree, val);
+}
+
+void *Zor_Hash_Get(ZOR_HASH *phash, const void *key, int klen, const void *val)
+{
+    zor_hash_t *table = table_of(phash);
+    if (table == nullptr) {
+        printf("Zor_Hash_Get    phash == null \n");
+        return nullptr;
+    }
+    return B_Tree_Search_Node(bucket_for_key(table, key, klen)->binary_tree, val);
+}
+
+int Zor_Hash_Del_Node(ZOR_HASH *phash, char *key, int klen, const void *val)
+{
+    zor_hash_t *table = table_of(phash);
+    if (table == nullptr)
+        return -1;
+    zor_btreet_t *bucket = bucket_for_key(table, key, klen);
+    bucket->count--;  // counted whether or not the tree had it
+    return B_Tree_Delete_Node(bucket->binary_tree, val);
+}
+
+void *Zor_Hash_Get_Print(ZOR_HASH *phash, const void *key, int klen, ACTION_FUN pFun)
+{
+    zor_hash_t *table = table_of(phash);
+    if (table == nullptr)
+        return nullptr;
+    unsigned int index = Zor_Hash_Func(key, klen) & table->max;
+    B_TREE_TH tree = table->b_tree[index].binary_tree;
+    printf("************  Zor_Hash_Get_Print   Zor_Hash_Get = %d, btree=%p\n", static_cast<int>(index), tree);
+    B_Tree_Walk(tree, pFun);
+    return nullptr;
+}
+
+int Zor_Hash_Get_Tataol_Node_Count(ZOR_HASH *phash)
+{
+    zor_hash_t *table = table_of(phash);
+    if (table == nullptr)
+        return -1;
+    int total = 0;
+    for (unsigned int i = 0; i <= table->max; i++)
+        total += table->b_tree[i].count;
+    return total;
+}
+
+int Zor_Hash_Get_One_HashTable_Node_Count(ZOR_HASH *phash, int hashtable)
+{
+    zor_btreet_t *bucket = bucket_at(table_of(phash), hashtable);
+    return bucket == nullptr ? -1 : bucket->count;
+}
+
+int Zor_Hash_Node_Count_By_Traverse_Binary_Tree(ZOR_HASH *phash, int hashtable)
+{
+    zor_btreet_t *bucket = bucket_at(table_of(phash), hashtable);
+    return bucket == nullptr ? -1 : B_Tree_Return_Node_Count(bucket->binary_tree);
+}
+
+int Zor_Hash_Algorithm(int Hash_Table, const void *key, int klen)
+{
+    return static_cast<int>(Zor_Hash_Func(key, klen) & mask_of(Hash_Table));
+}
+
+} // extern "C"
