@@ -218,6 +218,19 @@ void complain_not_live(State &s, uintptr_t key, const char *what, const char *fi
         log_line(s, "%s of unknown pointer: %p at %s:%d", what, reinterpret_cast<void *>(key), name(file), line);
 }
 
+// The record of the live block ptr, its guards checked; end() after logging
+// a pointer that is not live.
+Table::iterator checked_live(State &s, void *ptr, const char *what, const char *file, int line)
+{
+    auto key = reinterpret_cast<uintptr_t>(ptr);
+    auto it = s.live.find(key);
+    if (it == s.live.end())
+        complain_not_live(s, key, what, file, line);
+    else
+        check_block(s, key, it->second, file, line);
+    return it;
+}
+
 // Moves a live record to the remembered frees, now saying where it was
 // freed; forgets the oldest remembered free when there are too many. The
 // record's node is reused, so nothing is allocated.
@@ -282,14 +295,10 @@ void mwFree(void *ptr, const char *file, int line)
         return;
     State &s = state();
     std::lock_guard<std::mutex> guard(s.lock);
-    auto key = reinterpret_cast<uintptr_t>(ptr);
-    auto it = s.live.find(key);
-    if (it == s.live.end()) {
-        complain_not_live(s, key, "free", file, line);
+    auto it = checked_live(s, ptr, "free", file, line);
+    if (it == s.live.end())
         return;
-    }
     size_t size = it->second.size;
-    check_block(s, key, it->second, file, line);
     remember_free(s, it, file, line);
     s.stats.frees++;
     s.stats.blocks_in_use--;
@@ -307,13 +316,9 @@ void *mwRealloc(void *ptr, size_t size, const char *file, int line)
     }
     State &s = state();
     std::lock_guard<std::mutex> guard(s.lock);
-    auto key = reinterpret_cast<uintptr_t>(ptr);
-    auto it = s.live.find(key);
-    if (it == s.live.end()) {
-        complain_not_live(s, key, "realloc", file, line);
+    auto it = checked_live(s, ptr, "realloc", file, line);
+    if (it == s.live.end())
         return nullptr;
-    }
-    check_block(s, key, it->second, file, line);
     unsigned char *user = new_block(s, size, file, line);
     if (user == nullptr)
         return nullptr;
