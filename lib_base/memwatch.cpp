@@ -79,38 +79,56 @@ unsigned char *raw_of(uintptr_t user)
     return reinterpret_cast<unsigned char *>(user) - kGuard;
 }
 
-// Appends one line to the log file, or prints it when the file cannot be
-// opened. Called with the lock held.
-void log_line(State &s, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
-void log_line(State &s, const char *fmt, ...)
-{
-    const char *path = s.log_path[0] != 0 ? s.log_path : kDefaultLog;
-    FILE *out = fopen(path, "a");
-    if (out == nullptr && errno == ENOENT) {
-        char dir[kPathSize];
-        snprintf(dir, sizeof dir, "%s", path);
-        char *slash = strrchr(dir, '/');
-        if (slash != nullptr && slash != dir) {
-            *slash = 0;
-            mkdir(dir, 0755);
-            out = fopen(path, "a");
+// The log file opened for appending (its directory made when missing), or
+// standard output when it cannot be opened. Used with the lock held.
+class Log {
+public:
+    explicit Log(const State &s)
+    {
+        const char *path = s.log_path[0] != 0 ? s.log_path : kDefaultLog;
+        out_ = fopen(path, "a");
+        if (out_ == nullptr && errno == ENOENT) {
+            char dir[kPathSize];
+            snprintf(dir, sizeof dir, "%s", path);
+            char *slash = strrchr(dir, '/');
+            if (slash != nullptr && slash != dir) {
+                *slash = 0;
+                mkdir(dir, 0755);
+                out_ = fopen(path, "a");
+            }
         }
+        if (out_ == nullptr)
+            out_ = stdout;
     }
-    va_list args;
-    va_start(args, fmt);
-    FILE *to = out != nullptr ? out : stdout;
-    fprintf(to, "memwatch[%d] ", static_cast<int>(getpid()));
-    vfprintf(to, fmt, args);
-    fputc('\n', to);
-    va_end(args);
-    if (out != nullptr)
-        fclose(out);
-}
+    ~Log()
+    {
+        if (out_ != stdout)
+            fclose(out_);
+        else
+            fflush(stdout);
+    }
+    Log(const Log &) = delete;
+    Log &operator=(const Log &) = delete;
 
-void report_blocks(State &s)
+    // One line: "memwatch[<pid>] " and the formatted text.
+    void line(const char *fmt, ...) __attribute__((format(printf, 2, 3)))
+    {
+        va_list args;
+        va_start(args, fmt);
+        fprintf(out_, "memwatch[%d] ", static_cast<int>(getpid()));
+        vfprintf(out_, fmt, args);
+        fputc('\n', out_);
+        va_end(args);
+    }
+
+private:
+    FILE *out_;
+};
+
+void report_blocks(State &s, Log &log)
 {
     for (const auto &[user, rec] : s.live)
-        log_line(s, "block: %zu bytes at %p allocated at %s:%d", rec.size, reinterpret_cast<void *>(user),
+        log.line("block: %zu bytes at %p allocated at %s:%d", rec.size, reinterpret_cast<void *>(user),
                  name(rec.file), rec.line);
 }
 
@@ -120,8 +138,9 @@ void at_exit()
     std::lock_guard<std::mutex> guard(s.lock);
     if (s.live.empty())
         return;
-    log_line(s, "at exit: %zu blocks, %llu bytes still allocated", s.live.size(), s.stats.bytes_in_use);
-    report_blocks(s);
+    Log log(s);
+    log.line("at exit: %zu blocks, %llu bytes still allocated", s.live.size(), s.stats.bytes_in_use);
+    report_blocks(s, log);
 }
 
 bool guard_intact(const unsigned char *p)
@@ -140,10 +159,10 @@ bool check_block(State &s, uintptr_t user, const Record &rec, const char *file, 
     const unsigned char *raw = raw_of(user);
     bool front = guard_intact(raw), rear = guard_intact(raw + kGuard + rec.size);
     if (!front)
-        log_line(s, "underrun: %zu-byte block %p allocated at %s:%d, written before its start, found at %s:%d",
+        Log(s).line("underrun: %zu-byte block %p allocated at %s:%d, written before its start, found at %s:%d",
                  rec.size, reinterpret_cast<void *>(user), name(rec.file), rec.line, name(file), line);
     if (!rear)
-        log_line(s, "overrun: %zu-byte block %p allocated at %s:%d, written past its end, found at %s:%d",
+        Log(s).line("overrun: %zu-byte block %p allocated at %s:%d, written past its end, found at %s:%d",
                  rec.size, reinterpret_cast<void *>(user), name(rec.file), rec.line, name(file), line);
     return front && rear;
 }
@@ -155,7 +174,7 @@ unsigned char *new_block(State &s, size_t size, const char *file, int line)
     unsigned char *raw = size <= SIZE_MAX - 2 * kGuard ? static_cast<unsigned char *>(malloc(size + 2 * kGuard))
                                                        : nullptr;
     if (raw == nullptr) {
-        log_line(s, "out of memory: %zu bytes at %s:%d", size, name(file), line);
+        Log(s).line("out of memory: %zu bytes at %s:%d", size, name(file), line);
         return nullptr;
     }
     memset(raw, kGuardByte, kGuard);
@@ -186,7 +205,7 @@ void *record_block(State &s, unsigned char *user, size_t size, const char *file,
     try {
         s.live.emplace(key, Record{size, file, line, 0});
     } catch (...) {
-        log_line(s, "out of memory: %zu bytes at %s:%d", size, name(file), line);
+        Log(s).line("out of memory: %zu bytes at %s:%d", size, name(file), line);
         release_block(user, size);
         return nullptr;
     }
@@ -211,11 +230,11 @@ void complain_not_live(State &s, uintptr_t key, const char *what, const char *fi
 {
     auto it = s.freed.find(key);
     if (it != s.freed.end())
-        log_line(s, "%s: %p at %s:%d, freed before at %s:%d",
+        Log(s).line("%s: %p at %s:%d, freed before at %s:%d",
                  strcmp(what, "free") == 0 ? "double free" : "realloc after free", reinterpret_cast<void *>(key),
                  name(file), line, name(it->second.file), it->second.line);
     else
-        log_line(s, "%s of unknown pointer: %p at %s:%d", what, reinterpret_cast<void *>(key), name(file), line);
+        Log(s).line("%s of unknown pointer: %p at %s:%d", what, reinterpret_cast<void *>(key), name(file), line);
 }
 
 // The record of the live block ptr, its guards checked; end() after logging
@@ -265,7 +284,7 @@ void *mwCalloc(size_t count, size_t size, const char *file, int line)
     if (size != 0 && count > SIZE_MAX / size) {
         State &s = state();
         std::lock_guard<std::mutex> guard(s.lock);
-        log_line(s, "out of memory: %zu x %zu bytes at %s:%d", count, size, name(file), line);
+        Log(s).line("out of memory: %zu x %zu bytes at %s:%d", count, size, name(file), line);
         return nullptr;
     }
     void *user = allocate(count * size, file, line);
@@ -279,7 +298,7 @@ char *mwStrdup(const char *str, const char *file, int line)
     if (str == nullptr) {
         State &s = state();
         std::lock_guard<std::mutex> guard(s.lock);
-        log_line(s, "strdup of NULL at %s:%d", name(file), line);
+        Log(s).line("strdup of NULL at %s:%d", name(file), line);
         return nullptr;
     }
     size_t size = strlen(str) + 1;
@@ -351,9 +370,10 @@ int mwReport(const char *file, int line)
 {
     State &s = state();
     std::lock_guard<std::mutex> guard(s.lock);
-    log_line(s, "report at %s:%d: %zu blocks, %llu bytes allocated", name(file), line, s.live.size(),
+    Log log(s);
+    log.line("report at %s:%d: %zu blocks, %llu bytes allocated", name(file), line, s.live.size(),
              s.stats.bytes_in_use);
-    report_blocks(s);
+    report_blocks(s, log);
     return static_cast<int>(s.live.size());
 }
 
@@ -362,7 +382,7 @@ void mwStatistics(MW_STATS *stats)
     State &s = state();
     std::lock_guard<std::mutex> guard(s.lock);
     const MW_STATS &st = s.stats;
-    log_line(s, "statistics: %llu allocations, %llu frees, %llu blocks and %llu bytes in use, peak %llu bytes",
+    Log(s).line("statistics: %llu allocations, %llu frees, %llu blocks and %llu bytes in use, peak %llu bytes",
              st.allocations, st.frees, st.blocks_in_use, st.bytes_in_use, st.peak_bytes);
     if (stats != nullptr)
         *stats = st;

@@ -65,18 +65,6 @@ Bytes frame_of(const PagHeader &h, const std::string &payload = "")
     return f;
 }
 
-IpMacInfo_T address_info(const char *dstMac, const char *srcMac, const char *srcIp, const char *dstIp)
-{
-    IpMacInfo_T info{};
-    strcpy(reinterpret_cast<char *>(info.dstMac), dstMac);
-    strcpy(reinterpret_cast<char *>(info.srcMac), srcMac);
-    strcpy(reinterpret_cast<char *>(info.srcIp), srcIp);
-    strcpy(reinterpret_cast<char *>(info.dstIp), dstIp);
-    info.srcPort = 5060;
-    info.dstPort = 0xBEEF;
-    return info;
-}
-
 // The first IPv4/UDP frame to dst_port seen on the packet socket fd before
 // it stays quiet for two seconds, or nothing.
 Bytes capture_udp(int fd, uint16_t dst_port)
@@ -105,9 +93,7 @@ std::string pcap_of(const Bytes &frame)
 
 TEST(MacSend, TextConversions)
 {
-    EXPECT_EQ(atoh("1"), 1);
-    EXPECT_EQ(atoh("fF"), 0xFF);
-    EXPECT_EQ(atoh("A0"), 0xA0);
+    EXPECT_EQ(atoh("1") + atoh("fF") * 256 + atoh("A0") * 65536, 0xA0FF01);
     EXPECT_EQ(Printed([] { EXPECT_EQ(atoh(""), 0); EXPECT_EQ(atoh("123"), 0); EXPECT_EQ(atoh(nullptr), 0); }), "");
     EXPECT_EQ(Printed([] { EXPECT_EQ(atoh("g"), 0); }), "error 1\n");
     EXPECT_EQ(Printed([] { EXPECT_EQ(atoh("x1"), 0); }), "error 1\n");
@@ -153,7 +139,7 @@ TEST(MacSend, BuildChecksumIsTheInternetChecksum)
 
 TEST(MacSend, HeaderFieldsAndChecksums)
 {
-    IpMacInfo_T info = address_info("01:23:45:67:89:ab", "cd:ef:00:11:22:33", "192.168.10.20", "");
+    IpMacInfo_T info = {"cd:ef:00:11:22:33", "01:23:45:67:89:ab", "192.168.10.20", "", 5060, 0xBEEF};
     PagHeader h;
     memset(&h, 0x5A, sizeof h);
     SetPagHeader(&h, 2, &info);
@@ -168,7 +154,7 @@ TEST(MacSend, HeaderFieldsAndChecksums)
     EXPECT_EQ(be16(again.u_Byte), 0);
 
     // A given destination IP replaces the broadcast address; empty texts give zeros.
-    IpMacInfo_T unicast = address_info("", "", "", "10.0.0.9");
+    IpMacInfo_T unicast = {"", "", "", "10.0.0.9", 1, 2};
     SetPagHeader(&h, 0, &unicast);
     f = frame_of(h);
     EXPECT_EQ(Bytes(f.begin(), f.begin() + 12), Bytes(12, 0));
@@ -179,7 +165,7 @@ TEST(MacSend, HeaderFieldsAndChecksums)
 
 TEST(MacSend, UdpChecksumMatchesAnIndependentComputation)
 {
-    IpMacInfo_T info = address_info("ff:ff:ff:ff:ff:ff", "02:00:00:00:00:01", "172.16.5.4", "");
+    IpMacInfo_T info = {"02:00:00:00:00:01", "ff:ff:ff:ff:ff:ff", "172.16.5.4", "", 40000, 40001};
     PagHeader h;
     for (std::string payload : {std::string(""), std::string("odd"), std::string(979, 'x'), std::string(980, '\xFF')}) {
         SetPagHeader(&h, static_cast<int>(payload.size()), &info);

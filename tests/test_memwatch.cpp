@@ -125,9 +125,10 @@ TEST_F(Memwatch, WritesPastEitherEndAreFound)
     under[-1] = 'y';
     memset(clean, 'z', 8);
     EXPECT_EQ(mwCheck("ov.c", 40), 2);
-    EXPECT_EQ(Count("overrun: 16-byte block " + kPtr + " allocated at ov\\.c:30, written past its end, found at ov\\.c:40"), 1)
+    const std::string found = "found at ov\\.c:40";
+    EXPECT_EQ(Count("overrun: 16-byte block " + kPtr + " allocated at ov\\.c:30, written past its end, " + found), 1)
         << Log();
-    EXPECT_EQ(Count("underrun: 5-byte block " + kPtr + " allocated at ov\\.c:31, written before its start, found at ov\\.c:40"), 1);
+    EXPECT_EQ(Count("underrun: 5-byte block " + kPtr + " allocated at ov\\.c:31, written before its start, " + found), 1);
     mwFree(over, "ov.c", 41);
     under = static_cast<char *>(mwRealloc(under, 50, "ov.c", 42));
     EXPECT_EQ(Count("overrun: .* found at ov\\.c:41"), 1);
@@ -174,8 +175,8 @@ TEST_F(Memwatch, LogFileAndItsDirectory)
     // A file that cannot be opened: the finding goes to standard output.
     ASSERT_EQ(mwSetLogFile(dir_.file("no/such/dir/mw.log").c_str()), 0);
     std::string printed = testing_support::Printed([&] { mwFree(&nested, "dir.c", 82); });
-    EXPECT_TRUE(std::regex_match(printed, std::regex("memwatch\\[\\d+\\] free of unknown pointer: " + kPtr + " at dir\\.c:82\n")))
-        << printed;
+    std::regex expected("memwatch\\[\\d+\\] free of unknown pointer: " + kPtr + " at dir\\.c:82\n");
+    EXPECT_TRUE(std::regex_match(printed, expected)) << printed;
 }
 
 TEST_F(Memwatch, ImpossibleSizesFailCleanly)
