@@ -25,7 +25,7 @@ pXmldoc TypicalRequest()
         Xml_Add_Str(grp, S("state"), S("current"), S("idle"));
         Xml_Add_Str(grp, S("codec"), nullptr, S("G.711A"));
         Xml_Add_Str(grp, S("gain"), S("dB"), S("-3"));
-        Xml_Add_Str(grp, S("label"), nullptr, S("front desk extension"));
+        Xml_Add_Str(grp, S("label"), nullptr, S("front desk extension, ground floor"));
     }
     return doc;
 }
@@ -76,12 +76,21 @@ void Decode(benchmark::State &state, pXmldoc doc)
 
 void BM_EncodeTypical(benchmark::State &state) { Encode(state, TypicalRequest()); }
 void BM_DecodeTypical(benchmark::State &state) { Decode(state, TypicalRequest()); }
-void BM_EncodeWide(benchmark::State &state) { Encode(state, WideDocument(static_cast<int>(state.range(0)))); }
-void BM_DecodeWide(benchmark::State &state) { Decode(state, WideDocument(static_cast<int>(state.range(0)))); }
+void BM_EncodeWide(benchmark::State &state)
+{
+    Encode(state, WideDocument(static_cast<int>(state.range(0))));
+    state.SetComplexityN(state.range(0));
+}
+
+void BM_DecodeWide(benchmark::State &state)
+{
+    Decode(state, WideDocument(static_cast<int>(state.range(0))));
+    state.SetComplexityN(state.range(0));
+}
 
 } // namespace
 
 BENCHMARK(BM_EncodeTypical);
 BENCHMARK(BM_DecodeTypical);
-BENCHMARK(BM_EncodeWide)->RangeMultiplier(2)->Range(1000, 8000)->Complexity(benchmark::oN);
-BENCHMARK(BM_DecodeWide)->RangeMultiplier(2)->Range(1000, 8000)->Complexity(benchmark::oN);
+BENCHMARK(BM_EncodeWide)->Arg(1000)->Arg(2000)->Arg(4000)->Arg(8000)->Complexity(benchmark::oN);
+BENCHMARK(BM_DecodeWide)->Arg(1000)->Arg(2000)->Arg(4000)->Arg(8000)->Complexity(benchmark::oN);
