@@ -198,6 +198,17 @@ int get_int(pXmldoc pxml, char *name, char *source, int *value)
     return 0;
 }
 
+// Whether the head getters may copy pxml's head out: a root and both
+// buffers given. A NULL pxml prints its message.
+bool head_readable(pXmldoc pxml, const char *name, const char *type)
+{
+    if (pxml == nullptr) {
+        say(kHeadEmpty);
+        return false;
+    }
+    return name != nullptr && type != nullptr && pxml->xtype == kRoot;
+}
+
 // ---- Decoding ------------------------------------------------------------
 
 // As Str_Tok, but a key at the very start is cut too, giving an empty
@@ -254,6 +265,38 @@ void decode_body(pXmldoc pxml, char *text, int depth)
             Xml_Add_Str(pxml, name, source, content);
         }
     }
+}
+
+// The texts of the root tag.
+struct Head {
+    char *root, *id, *type;
+};
+
+// text, or NULL after printing message when there is none.
+char *require(char *text, const char *message)
+{
+    if (text == nullptr)
+        say(message);
+    return text;
+}
+
+char *known_root(char *name)
+{
+    bool known = name != nullptr && (strcmp(name, "response") == 0 || strcmp(name, "request") == 0);
+    return known ? name : nullptr;
+}
+
+// Cuts the root tag off *cursor into head; false after printing what is
+// missing. The attribute names are plain substrings, id before type.
+bool read_head(char **cursor, Head *head)
+{
+    char *tag, *attrs;
+    return (tag = require(Str_Tok2(cursor, key("<"), key(">")), kNoRootTag)) != nullptr &&
+           (head->root = require(known_root(Str_Tok(&tag, key(" "))), kBadRoot)) != nullptr &&
+           (attrs = require(Str_Tok(&tag, key("id")), kNoId)) != nullptr &&
+           (head->id = require(Str_Tok2(&attrs, key("\""), key("\"")), kNoIdValue)) != nullptr &&
+           require(Str_Tok(&attrs, key("type")), kNoType) != nullptr &&
+           (head->type = require(Str_Tok2(&attrs, key("\""), key("\"")), kNoTypeValue)) != nullptr;
 }
 
 // ---- Encoding ------------------------------------------------------------
@@ -577,11 +620,7 @@ int Xml_Set_All_Head(pXmldoc pxml, char *name, char *type, int id)
 
 int Xml_Get_Head(pXmldoc pxml, char *name, int *id, char *type)
 {
-    if (pxml == nullptr) {
-        say(kHeadEmpty);
-        return -1;
-    }
-    if (name == nullptr || type == nullptr || pxml->xtype != kRoot)
+    if (!head_readable(pxml, name, type))
         return -1;
     strcpy(name, pxml->name);
     strcpy(type, pxml->type);
@@ -592,11 +631,7 @@ int Xml_Get_Head(pXmldoc pxml, char *name, int *id, char *type)
 
 int Xml_Get_Head_Len(pXmldoc pxml, char *name, int n_len, int *id, char *type, int t_len)
 {
-    if (pxml == nullptr) {
-        say(kHeadEmpty);
-        return -1;
-    }
-    if (name == nullptr || type == nullptr || pxml->xtype != kRoot)
+    if (!head_readable(pxml, name, type))
         return -1;
     copy_out(name, pxml->name, n_len);
     copy_out(type, pxml->type, t_len);
@@ -624,49 +659,20 @@ const char *Xml_Get_Type(pXmldoc pxml)
 
 pXmldoc Xml_Decode(char *buf)
 {
-    char *cursor = buf != nullptr ? strstr(buf, "\r\n") : nullptr;
-    if (cursor == nullptr) {
-        say(kNoLineEnd);
+    char *cursor = require(buf != nullptr ? strstr(buf, "\r\n") : nullptr, kNoLineEnd);
+    if (cursor == nullptr)
         return nullptr;
-    }
     cursor += 2;  // the first line is never read
-    char *tag = Str_Tok2(&cursor, key("<"), key(">"));
-    if (tag == nullptr) {
-        say(kNoRootTag);
+    Head head;
+    if (!read_head(&cursor, &head))
         return nullptr;
-    }
-    char *root = Str_Tok(&tag, key(" "));
-    if (root == nullptr || (strcmp(root, "response") != 0 && strcmp(root, "request") != 0)) {
-        say(kBadRoot);
-        return nullptr;
-    }
-    // The attribute names are plain substrings: id must come before type.
-    char *attrs = Str_Tok(&tag, key("id"));
-    if (attrs == nullptr) {
-        say(kNoId);
-        return nullptr;
-    }
-    char *id = Str_Tok2(&attrs, key("\""), key("\""));
-    if (id == nullptr) {
-        say(kNoIdValue);
-        return nullptr;
-    }
-    if (Str_Tok(&attrs, key("type")) == nullptr) {
-        say(kNoType);
-        return nullptr;
-    }
-    char *type = Str_Tok2(&attrs, key("\""), key("\""));
-    if (type == nullptr) {
-        say(kNoTypeValue);
-        return nullptr;
-    }
-    pXmldoc doc = Xml_Allocate(root, Str_Atoi(id), type);
+    pXmldoc doc = Xml_Allocate(head.root, Str_Atoi(head.id), head.type);
     if (doc == nullptr)
         return nullptr;
     // The body ends at the first closing root tag. An empty body leaves the
     // closing tag itself to be read as an element named "/request".
     char closing[1000];
-    snprintf(closing, sizeof closing, "</%s>", root);
+    snprintf(closing, sizeof closing, "</%s>", head.root);
     decode_body(doc, Str_Tok(&cursor, closing), 0);
     return doc;
 }

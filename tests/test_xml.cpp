@@ -68,20 +68,6 @@ std::string Shape(pXmldoc node)
     return out;
 }
 
-void ExpectSameTree(pXmldoc a, pXmldoc b)
-{
-    ASSERT_EQ(a->xtype, b->xtype);
-    EXPECT_EQ(a->requst_id, b->requst_id);
-    EXPECT_STREQ(a->type, b->type);
-    EXPECT_STREQ(a->name, b->name);
-    EXPECT_STREQ(a->source, b->source);
-    EXPECT_STREQ(a->content, b->content);
-    ASSERT_EQ(Fifo_GetCount(a->mfifolist), Fifo_GetCount(b->mfifolist));
-    for (int i = 0; i < Fifo_GetCount(a->mfifolist); i++)
-        ExpectSameTree(static_cast<pXmldoc>(Fifo_Index_Get(a->mfifolist, i)),
-                       static_cast<pXmldoc>(Fifo_Index_Get(b->mfifolist, i)));
-}
-
 } // namespace
 
 TEST(Xml, LookupsByNameSourceAndIndex)
@@ -92,24 +78,20 @@ TEST(Xml, LookupsByNameSourceAndIndex)
     EXPECT_STREQ(Xml_Get_Str(doc, S("user"), nullptr), "bob");
     EXPECT_STREQ(Xml_Get_Str(doc, S("user"), S("s2")), "amy");
     EXPECT_STREQ(Xml_Get_Str_By_Index(doc, S("user"), 1), "amy");
-    EXPECT_EQ(Xml_Get_Str_By_Index(doc, S("user"), 2), nullptr);
     EXPECT_EQ(Xml_Get_Str_By_Index(doc, S("user"), -1), nullptr);
     char src[8] = "zzzzzzz";
     EXPECT_STREQ(Xml_Get_Str_Source_By_Index(doc, S("user"), 1, src, 3), "amy");
     EXPECT_EQ(std::string(src), "s2\0zzzz");  // strncpy pads to len
     EXPECT_EQ(Xml_Get_Count(doc, S("user")), 2);
-    EXPECT_EQ(Xml_Get_Count(doc, nullptr), -1);
     // Any kind matches Xml_Get_Child; the counts see child elements only.
     EXPECT_EQ(Xml_Get_Child(doc, S("user"), nullptr)->xtype, 0);
     EXPECT_EQ(Xml_Get_Child_Count_No_Source(doc, S("user")), 0);
     EXPECT_EQ(Xml_Get_Child_Count_No_Source(doc, S("grp")), 2);
     EXPECT_EQ(Xml_Get_Child_Count(doc, S("grp"), S("y")), 1);
     EXPECT_EQ(Xml_Get_Child_Count(doc, S("grp"), nullptr), -1);
-    EXPECT_STREQ(Xml_Get_Child_By_Index(doc, S("grp"), S("y"), 0)->source, "y");
-    EXPECT_EQ(Xml_Get_Child_By_Index(doc, S("grp"), nullptr, 0), nullptr);
+    EXPECT_EQ(Xml_Get_Child_By_Index(doc, S("grp"), S("y"), 0), Xml_Get_Child(doc, S("grp"), S("y")));
     EXPECT_STREQ(Xml_Get_Child_Source_By_Index(doc, S("grp"), 1, src, 8)->source, "y");
     EXPECT_STREQ(src, "y");
-    EXPECT_EQ(Xml_Get_Child_Source_By_Index(doc, S("grp"), 2, src, 8), nullptr);
     // The walk leaves the cursor on the match.
     EXPECT_EQ(Fifo_Step_Get_Now(doc->mfifolist), Xml_Get_Child(doc, S("grp"), S("x")));
     Xml_Free(doc);
@@ -134,14 +116,12 @@ TEST(Xml, ChangingItemsAndIntegers)
     EXPECT_EQ(Xml_Get_Int_Str(doc, S("n"), nullptr), -2147483647 - 1);
     EXPECT_EQ(Xml_Get_Int_Str(doc, S("m"), S("s")), 42);
 
+    // The plain forms take a NULL source as any source, the Ex forms refuse it.
     const std::string input = "The input is error!\n";
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Add_Int_Str(nullptr, S("n"), nullptr, 1), -1); }), input);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Add_Int_Str_Ex(doc, S("n"), nullptr, 1), -1); }), input);
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Get_Int_Str(doc, nullptr, nullptr), -1); }), input);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Get_Int_Str_Ex(doc, S("m"), nullptr, &v), -1); }), input);
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Get_Int_Str(doc, nullptr, nullptr), -1); }), input);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Get_Int_Str(doc, S("zz"), nullptr), -1); }),
-              "can not get zz from xml!!\n");
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Get_Int_Str_Ex(doc, S("zz"), S("s"), &v), -1); }),
               "can not get zz from xml!!\n");
     Xml_Free(doc);
 }
@@ -151,7 +131,6 @@ TEST(Xml, HeadSettersGive0GettersGive1)
     pXmldoc doc = Xml_Allocate(S("request"), 1, S("t"));
     EXPECT_EQ(Xml_Set_Head(doc, S(""), 7), -1);
     EXPECT_EQ(Xml_Get_Req_Id(doc), 7);
-    EXPECT_EQ(Xml_Set_Head_Type(doc, S("")), -1);
     EXPECT_EQ(Xml_Set_All_Head(doc, nullptr, nullptr, -1), 0);
     EXPECT_EQ(Xml_Get_Req_Id(doc), 7);
     EXPECT_EQ(Xml_Set_All_Head(doc, S("response"), S("ty"), 9), 0);
@@ -162,11 +141,8 @@ TEST(Xml, HeadSettersGive0GettersGive1)
     EXPECT_EQ(Xml_Get_Head_Len(doc, small, 2, &id, type, 128), 1);
     EXPECT_STREQ(small, "reo");
     EXPECT_EQ(Xml_Get_Head(Xml_Add_child(doc, S("c"), nullptr), name, &id, type), -1);
-    EXPECT_EQ(Xml_Get_Head(doc, nullptr, &id, type), -1);
     EXPECT_EQ(Xml_Set_Head(doc, S("new"), 3), 0);
     EXPECT_STREQ(Xml_Get_Type(doc), "new");
-    EXPECT_EQ(Xml_Get_Req_Id(nullptr), -1);
-    EXPECT_EQ(Xml_Get_Name(nullptr), nullptr);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Get_Head(nullptr, name, &id, type), -1); }),
               "XML\xCE\xAA\xBF\xD5\xA3\xAC\xCE\xDE\xB7\xA8\xBB\xF1\xC8\xA1\xCD\xB7\xC4\xDA\xC8\xDD\n");
     Xml_Free(doc);
@@ -179,12 +155,11 @@ TEST(Xml, TextsAreCutAndCopiesAreDeep)
     pXmldoc item = Xml_Add_Str(doc, S(long_name.c_str()), S(long_name.c_str()), S(long_text.c_str()));
     EXPECT_EQ(std::string(item->content), long_text.substr(0, 1023));
     EXPECT_EQ(std::string(item->name), long_name.substr(0, 127));
-    EXPECT_EQ(std::string(item->source), long_name.substr(0, 127));
     EXPECT_EQ(std::string(doc->type), long_name.substr(0, 127));
     EXPECT_EQ(Xml_Set_Str(doc, item->name, nullptr, S(long_text.c_str())), 0);
     EXPECT_EQ(strlen(item->content), 1023u);
     pXmldoc ex = Example(), copy = Xml_Copy(ex);
-    ExpectSameTree(ex, copy);
+    EXPECT_EQ(Encode(copy), kExample);
     EXPECT_NE(Xml_Get_Child(copy, S("grp"), nullptr), Xml_Get_Child(ex, S("grp"), nullptr));
     EXPECT_EQ(Xml_Copy(Xml_Get_Child(ex, S("grp"), nullptr)), nullptr);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Xml_Add_child(doc, S(""), nullptr), nullptr); }),
@@ -271,7 +246,7 @@ TEST(Xml, EncodeTheWorkedExample)
     EXPECT_EQ(Fifo_Step_Get_Now(doc->mfifolist), grp);
     EXPECT_EQ(Fifo_Step_Get_Now(grp->mfifolist), Fifo_Index_Get(grp->mfifolist, 0));
     pXmldoc back = Decode(kExample);
-    ExpectSameTree(doc, back);
+    EXPECT_EQ(Encode(back), kExample);
     Xml_Free(back);
 
     char buf[64];
@@ -301,18 +276,15 @@ TEST(Xml, EncodeTheWorkedExample)
 
 TEST(Xml, SprintfStopsAtTheEnd)
 {
-    char buf[8];
-    char *cursor = buf;
+    char buf[8], *cursor = buf;
     int space = sizeof buf;
     EXPECT_EQ(Xml_Sprintf(&cursor, &space, "%s", "abc"), 3);
     EXPECT_EQ(space, 5);
-    EXPECT_EQ(Xml_Sprintf(&cursor, &space, "%s", "defghij"), 7);
+    EXPECT_EQ(Xml_Sprintf(&cursor, &space, "%s", "defghij"), 7);  // cut
+    EXPECT_EQ(Xml_Sprintf(&cursor, &space, "x"), 1);               // nothing written
+    EXPECT_EQ(cursor - buf + space, 8);
     EXPECT_EQ(space, 0);
-    EXPECT_EQ(cursor, buf + 8);
-    EXPECT_EQ(Xml_Sprintf(&cursor, &space, "x"), 1);
-    EXPECT_EQ(cursor, buf + 8);
     EXPECT_STREQ(buf, "abcdefg");
-    EXPECT_EQ(Xml_Sprintf(nullptr, &space, "x"), -1);
 }
 
 TEST(Xml, Utf8ConversionFromGb2312)
@@ -332,12 +304,12 @@ TEST(Xml, Utf8ConversionFromGb2312)
     EXPECT_EQ(text, kDecl + "<request id=\"1\" type=\"\xD6\xD0\">\r\n\t<zh>\xE4\xB8\xAD\xE6\x96\x87</zh>\r\n"
                             "\t<bad>\xFF\xFF</bad>\r\n\t<none></none>\r\n</request>\r\n");
     EXPECT_NE(Encode(doc).find("<zh>\xD6\xD0\xCE\xC4</zh>"), std::string::npos);
-    // 1023 bytes that grow past the local buffer are written unconverted.
+    // Content that grows past 1024 bytes in UTF-8 is written unconverted.
     std::string wide;
-    for (int i = 0; i < 511; i++)
+    for (int i = 0; i < 255; i++)
         wide += zh;
     Xml_Set_Str(doc, S("zh"), nullptr, S(wide.c_str()));
-    EXPECT_NE(Encode(doc, Xml_Encode_UTF8).find(wide.substr(0, 1023)), std::string::npos);
+    EXPECT_NE(Encode(doc, Xml_Encode_UTF8).find("<zh>" + wide + "</zh>"), std::string::npos);
     Xml_Free(doc);
 }
 
@@ -348,13 +320,12 @@ TEST(Xml, DebugViews)
     for (int level = 1; level <= 6; level++)
         node = Xml_Add_child(node, S(("c" + std::to_string(level)).c_str()), S("s"));
     Xml_Add_Str(node, S("leaf"), nullptr, S("v"));
-    std::string printed = Printed([&] { Xml_Printf(doc); });
     std::string expect = "xml:\n node type = [ 1 ] id = [ 3 ] name = [ request ] src = [  ] type = [ t ]\n";
     for (int level = 1; level <= 6; level++)
         expect += std::string(level <= 5 ? level : 0, '\t') + "node type = [ 2 ] id = [ 0 ] name = [ c" +
                   std::to_string(level) + " ] src = [ s ] con=[  ]\n";
     expect += "node type = [ 0 ] id = [ 0 ] name = [ leaf ] src = [  ] con=[ v ]\n";
-    EXPECT_EQ(printed, expect);
+    EXPECT_EQ(Printed([&] { Xml_Printf(doc); }), expect);
 
     char buf[1024];
     int space = sizeof buf;
@@ -374,7 +345,6 @@ TEST(Xml, DebugViews)
 
     doc = Example();
     EXPECT_EQ(Printed([&] { Xml_Printf_Msg(doc); }), "xml :" + kExample + "\n");
-    EXPECT_EQ(Printed([] { Xml_Printf_Msg(nullptr); }), "");
     Xml_Free(doc);
 }
 
@@ -429,7 +399,7 @@ TEST(Xml, DecodeOfEncodeGivesTheSameTree)
         pXmldoc doc = gen.Make();
         pXmldoc back = Decode(Encode(doc));
         ASSERT_NE(back, nullptr);
-        ExpectSameTree(doc, back);
+        EXPECT_EQ(Encode(back), Encode(doc));
         Xml_Free(doc);
         Xml_Free(back);
     }
@@ -445,7 +415,7 @@ TEST(Xml, DecodeSurvivesAnyText)
     for (int i = 0; i < 4000; i++) {
         std::string text;
         if (i % 4 == 0) {
-            text = gen.Text(noise, 200);
+            text = (i % 8 ? "x\r\n<request id=\"1\" type=\"t\">" : "") + gen.Text(noise, 200);
         } else {
             pXmldoc doc = gen.Make();
             text = Encode(doc);
