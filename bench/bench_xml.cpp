@@ -92,5 +92,5 @@ void BM_DecodeWide(benchmark::State &state)
 
 BENCHMARK(BM_EncodeTypical);
 BENCHMARK(BM_DecodeTypical);
-BENCHMARK(BM_EncodeWide)->Arg(1000)->Arg(2000)->Arg(4000)->Arg(8000)->Complexity(benchmark::oN);
-BENCHMARK(BM_DecodeWide)->Arg(1000)->Arg(2000)->Arg(4000)->Arg(8000)->Complexity(benchmark::oN);
+BENCHMARK(BM_EncodeWide)->Arg(1000)->Arg(4000)->Arg(16000)->Arg(64000)->Complexity(benchmark::oN);
+BENCHMARK(BM_DecodeWide)->Arg(1000)->Arg(4000)->Arg(16000)->Arg(64000)->Complexity(benchmark::oN);
