@@ -9,6 +9,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <random>
@@ -40,14 +42,22 @@ bool wait_for(int fd, short events, int ms = 2000)
     return poll(&p, 1, ms) == 1;
 }
 
-void write_all(int fd, const std::string &bytes)
+// Writes everything, giving up when the reader stops reading for 3 s.
+bool write_all(int fd, const char *data, size_t size)
 {
-    for (size_t done = 0; done < bytes.size();) {
-        ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-        if (n <= 0)
-            return;
-        done += static_cast<size_t>(n);
+    for (size_t done = 0; done < size;) {
+        ssize_t n = send(fd, data + done, size - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0)
+            done += static_cast<size_t>(n);
+        else if (n == 0 || errno != EAGAIN || !wait_for(fd, POLLOUT, 3000))
+            return false;
     }
+    return true;
+}
+
+bool write_all(int fd, const std::string &bytes)
+{
+    return write_all(fd, bytes.data(), bytes.size());
 }
 
 std::string tpkt(unsigned char reserved, const std::string &body)
@@ -468,4 +478,126 @@ TEST_F(FcPair, SipDump)
     std::string out = Printed([&] { sip_cut(); });
     Tcp_Cut_Sip_Set_Printf_Flg(0);
     EXPECT_EQ(out, "@@@@@@@@@@@@@@@@recv sip msg, len is " + std::to_string(msg.size()) + ", content is \n" + msg + "\n");
+}
+
+// Reliability ---------------------------------------------------------------------------
+
+namespace {
+
+// Writes the concatenated messages in random chunk sizes from a thread of its own.
+class ChunkWriter {
+public:
+    ChunkWriter(int fd, const std::vector<std::string> &messages, unsigned seed)
+    {
+        for (const std::string &m : messages)
+            stream_ += m;
+        thread_ = std::thread([this, fd, seed] {
+            std::mt19937 rng(seed);
+            std::uniform_int_distribution<size_t> chunk(1, 9000);
+            for (size_t at = 0; at < stream_.size();) {
+                size_t n = std::min(chunk(rng), stream_.size() - at);
+                if (!write_all(fd, stream_.data() + at, n))
+                    return;
+                at += n;
+            }
+        });
+    }
+    ~ChunkWriter() { thread_.join(); }
+
+private:
+    std::string stream_;
+    std::thread thread_;
+};
+
+std::string pattern(std::mt19937 &rng, size_t size)
+{
+    std::string s(size, '\0');
+    for (char &c : s)
+        c = static_cast<char>('a' + rng() % 26);
+    return s;
+}
+
+} // namespace
+
+TEST_F(FcPair, TpktStreamOfRandomFrames)
+{
+    std::mt19937 rng(1);
+    std::vector<std::string> frames;
+    for (int seq = 0; seq < 100000; seq++) {
+        unsigned pick = rng() % 1000;
+        size_t size = pick < 2 ? 4000 + rng() % 15997 : pick < 100 ? 200 + rng() % 1800 : 3 + rng() % 197;
+        std::string body = std::to_string(seq) + "/";
+        body += std::string(size > body.size() ? size - body.size() : 0, static_cast<char>(seq * 7));
+        frames.push_back(tpkt(static_cast<unsigned char>(seq), body));
+    }
+    size_t taken = 0, bad = 0;
+    {
+        ChunkWriter writer(raw, frames, 2);
+        static char body[20000];
+        unsigned char reserved = 0;
+        while (taken < frames.size() && wait_for(rec()->sockfd, POLLIN, 3000) && Tcp_Cut_Tpkt_Recv_Cut(fc) != 0) {
+            for (int n; (n = Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(fc, body, sizeof body, &reserved)) >= 0; taken++) {
+                const std::string &want = taken < frames.size() ? frames[taken] : frames[0];
+                bad += want.compare(4, std::string::npos, body, static_cast<size_t>(n)) != 0 ||
+                       reserved != static_cast<unsigned char>(want[1]);
+            }
+        }
+        if (taken < frames.size())
+            shutdown(rec()->sockfd, SHUT_RDWR);  // lets the writer give up
+    }
+    EXPECT_EQ(taken, frames.size());
+    EXPECT_EQ(bad, 0u);
+    EXPECT_EQ(rec()->recv_len, 0);
+    EXPECT_EQ(rec()->recv_old_len, 0);
+}
+
+TEST_F(FcPair, SipStreamOfXmlMessages)
+{
+    std::mt19937 rng(3);
+    std::vector<std::string> messages;
+    for (int seq = 0; seq < 10000; seq++) {
+        std::string id = std::to_string(seq);
+        std::string body = "<?xml version=\"1.0\" encoding=\"gb2312\"?>\r\n<request id=\"" + id +
+                           "\" type=\"t\">\r\n\t<data>" + pattern(rng, rng() % 3000) + "</data>\r\n</request>\r\n";
+        messages.push_back(sip("msg-" + id + "@dev", body));
+    }
+    size_t taken = 0, bad = 0;
+    {
+        ChunkWriter writer(raw, messages, 4);
+        static char head[5000], body[5000];
+        while (taken < messages.size() && wait_for(rec()->sockfd, POLLIN, 3000) && Tcp_Cut_Sip_Recv_Cut(fc) > 0) {
+            int hl = sizeof head, bl = sizeof body;
+            for (; Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(fc, body, &bl, head, &hl) > 0; taken++) {
+                const std::string &want = taken < messages.size() ? messages[taken] : messages[0];
+                bad += want != std::string(head, static_cast<size_t>(hl)) + std::string(body, static_cast<size_t>(bl));
+                hl = sizeof head, bl = sizeof body;
+            }
+        }
+        if (taken < messages.size())
+            shutdown(rec()->sockfd, SHUT_RDWR);
+    }
+    EXPECT_EQ(taken, messages.size());
+    EXPECT_EQ(bad, 0u);
+    EXPECT_EQ(rec()->recv_len, 0);
+}
+
+TEST_F(FcPair, PeerResetMidStream)
+{
+    write_all(raw, tpkt(1, "whole") + tpkt(2, "cut short").substr(0, 6));
+    EXPECT_EQ(tpkt_cut(), 15);
+    linger reset = {1, 0};
+    setsockopt(raw, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    close(raw);
+    raw = -1;
+    EXPECT_EQ(tpkt_cut(), -1);  // ECONNRESET
+    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_EQ(tpkt_cut(), 0);   // then the orderly end
+    std::vector<Message> got;
+    take_tpkt(got);
+    EXPECT_TRUE((got == std::vector<Message>{{1, "whole"}}));
+    char data[] = "data";
+    EXPECT_EQ(Tcp_Fc_Socket_Send(fc, data, 4), 4);  // refused by the kernel, so queued
+    EXPECT_EQ(rec()->send_len, 4);
+    EXPECT_EQ(Tcp_Fc_Loop_Send(fc, 4), -1);
+    EXPECT_EQ(Tcp_Cut_Sip_Recv_Cut(fc), 0);
 }
