@@ -102,10 +102,13 @@ PTCP_SOCKFD_ST get_tcpth(int client_sockfd)
     return r;
 }
 
-// A record for a connected (or connecting) socket, stored in *pptcp_th. The
-// socket stays open when the record cannot be made.
+// A record for a connected (or connecting) socket, stored in *pptcp_th; -1
+// silently for a failed socket (below 1). The socket stays open when the
+// record cannot be made.
 int attach_record(int fd, int status, PTCP_TH *pptcp_th, const char *func)
 {
+    if (fd < 1)
+        return -1;
     PTCP_SOCKFD_ST r = get_tcpth(fd);
     if (r == nullptr) {
         printf("Tcp_Fc_Get_Tcpth is fail!in funtion %s\n", func);
@@ -224,16 +227,26 @@ int push_to_recv_list_tail(PTCP_SOCKFD_ST r, const char *msg, int len)
     return 0;
 }
 
-// Pulls the oldest message; its length, or -1 for an empty list. The
-// caller frees the element.
-int pull_from_recv_list(PTCP_SOCKFD_ST r, char **el)
+// Pulls the oldest message and copies its bytes from offset skip on into
+// dest when they fit in dest_len (with the TPKT reserved byte into *reserved
+// when asked); else they are discarded. The bytes copied, or -1.
+int take_oldest(PTCP_SOCKFD_ST r, int skip, char *dest, int dest_len, unsigned char *reserved)
 {
-    *el = static_cast<char *>(Fifo_Pull(r->recv_msg_list));
-    if (*el == nullptr)
+    auto el = static_cast<char *>(Fifo_Pull(r->recv_msg_list));
+    if (el == nullptr)
         return -1;
-    int len = element_length(*el);
+    int len = element_length(el);
     r->recv_len -= len;
-    return len;
+    int copied = len - skip;
+    if (copied <= dest_len) {
+        memcpy(dest, el + 4 + skip, static_cast<size_t>(copied));
+        if (reserved != nullptr)
+            *reserved = static_cast<unsigned char>(el[4 + 1]);
+    } else {
+        copied = -1;
+    }
+    Mem_Free(el);
+    return copied;
 }
 
 // Copies the old tail to buf when it fits; its length, else 0. The old
@@ -261,32 +274,6 @@ int copy_to_recv_old_buf(PTCP_SOCKFD_ST r, const char *src, int len)
     r->recv_old_buf = copy;
     r->recv_old_len = len;
     return 0;
-}
-
-// One receive behind the old tail, into a zeroed buffer of size bytes with
-// a zero byte behind them. The bytes now in the buffer (old tail plus new
-// data), or the receive's 0 or -1; the old buffer is cleared after data.
-struct Received {
-    char *buf;
-    int result;
-};
-
-Received receive_behind_old_tail(PTCP_SOCKFD_ST r, int size)
-{
-    Received in = {nullptr, -1};
-    if (r->recv_len > r->max_recv_len)
-        return in;
-    in.buf = static_cast<char *>(Mem_Malloc(size + 1));
-    if (in.buf == nullptr)
-        return in;
-    if (!is_connected(r))
-        return in;
-    int n = get_recv_old_buf(r, in.buf, size);
-    int got = Tcp_Socket_Recv(r->sockfd, in.buf + n, size - n);
-    in.result = got > 0 ? n + got : got;
-    if (got > 0)
-        clear_old_buf(r);
-    return in;
 }
 
 // TPKT cutting ----------------------------------------------------------------
@@ -362,7 +349,7 @@ void sip_printf(const char *data_buf, int data_len)
 // Queues every whole message of data (zero-terminated behind data_len); the
 // rest from the scan position goes to the old buffer. The data is text: a
 // zero byte ends every search.
-int sip_cut_msg_bin(PTCP_SOCKFD_ST r, char *data_buf, int data_len)
+int sip_cut_msg_bin(PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
 {
     const char *end = data_buf + data_len;
     const char *scan = data_buf;
@@ -391,6 +378,51 @@ int sip_cut_msg_bin(PTCP_SOCKFD_ST r, char *data_buf, int data_len)
     copy_to_recv_old_buf(r, scan, static_cast<int>(end - scan));
     return 0;
 }
+
+// Receive and cut ---------------------------------------------------------------
+
+// What tells the two cutters apart.
+struct Cutter {
+    int buffer_size;                               // bytes one receive may fill, old tail included
+    const int *print_flg;                          // dump while it is 1
+    void (*dump)(const char *data, int len);
+    int (*cut)(PTCP_SOCKFD_ST r, const char *data, int len);
+};
+
+// One receive behind the old tail into a zeroed buffer with a zero byte
+// behind it, then the cut. The bytes cut (old tail plus new data), or the
+// receive's 0 or -1; -1 without reading while recv_len is over the limit or
+// the connect is not done. The old buffer is kept unless data came.
+int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
+{
+    if (ptcp_th == nullptr) {
+        print_input_error("Tcp_Fc_Recv_Cut_Msg_Bin");
+        return -1;
+    }
+    PTCP_SOCKFD_ST r = record(ptcp_th);
+    if (r->recv_len > r->max_recv_len)
+        return -1;
+    auto buf = static_cast<char *>(Mem_Malloc(cutter.buffer_size + 1));
+    if (buf == nullptr)
+        return -1;
+    int result = -1;
+    if (is_connected(r)) {
+        int n = get_recv_old_buf(r, buf, cutter.buffer_size);
+        int got = Tcp_Socket_Recv(r->sockfd, buf + n, cutter.buffer_size - n);
+        result = got > 0 ? n + got : got;
+        if (got > 0) {
+            clear_old_buf(r);
+            if (*cutter.print_flg == 1)
+                cutter.dump(buf, result);
+            cutter.cut(r, buf, result);
+        }
+    }
+    Mem_Free(buf);
+    return result;
+}
+
+const Cutter kTpktCutter = {kTpktBufferSize, &g_tpkt_print_flg, tpkt_printf, tpkt_cut_msg_bin};
+const Cutter kSipCutter = {kSipBufferSize, &g_sip_print_flg, sip_printf, sip_cut_msg_bin};
 
 } // namespace
 
@@ -440,10 +472,7 @@ int Tcp_Fc_Server_Accept(SOCKFD_T server_sockid, PTCP_TH *pptcp_th)
         print_input_error("Tcp_Fc_Server_Accept");
         return -1;
     }
-    int fd = Tcp_Server_Accept(server_sockid);
-    if (fd <= 0)
-        return -1;
-    return attach_record(fd, CONNECTED, pptcp_th, "Tcp_Fc_Server_Accept");
+    return attach_record(Tcp_Server_Accept(server_sockid), CONNECTED, pptcp_th, "Tcp_Fc_Server_Accept");
 }
 
 int Tcp_Fc_Server_Accept_Addr(SOCKFD_T server_sockid, PTCP_TH *pptcp_th, char *ip, int len, int *pport)
@@ -453,8 +482,6 @@ int Tcp_Fc_Server_Accept_Addr(SOCKFD_T server_sockid, PTCP_TH *pptcp_th, char *i
         return -1;
     }
     int fd = Tcp_Server_Accept_Addr(server_sockid, ip, len, pport);
-    if (fd < 1)
-        return -1;
     return attach_record(fd, CONNECTED, pptcp_th, "Tcp_Fc_Server_Accept");
 }
 
@@ -464,10 +491,7 @@ int Tcp_Fc_Connect(char *ip, int port, PTCP_TH *pptcp_th)
         print_input_error("Tcp_Fc_Connect");
         return -1;
     }
-    int fd = Tcp_Connect(ip, port);
-    if (fd < 1)
-        return -1;
-    return attach_record(fd, CONNECTED, pptcp_th, "Tcp_Fc_Connect");
+    return attach_record(Tcp_Connect(ip, port), CONNECTED, pptcp_th, "Tcp_Fc_Connect");
 }
 
 int Tcp_Fc_Connect_Non_Lock(char *ip, int port, PTCP_TH *pptcp_th)
@@ -477,9 +501,7 @@ int Tcp_Fc_Connect_Non_Lock(char *ip, int port, PTCP_TH *pptcp_th)
         return -1;
     }
     T_SOCKET_TH th = {0, CONNECTING};
-    Tcp_Connect_Non_Lock(ip, port, &th);
-    if (th.socketId < 1)
-        return -1;
+    Tcp_Connect_Non_Lock(ip, port, &th);  // its result is not needed: socketId tells
     return attach_record(th.socketId, th.connect_status, pptcp_th, "Tcp_Fc_Connect");
 }
 
@@ -589,20 +611,7 @@ int Tcp_Fc_Loop_Send(PTCP_TH ptcp_th, int send_size)
 
 int Tcp_Cut_Tpkt_Recv_Cut(PTCP_TH ptcp_th)
 {
-    if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Recv_Cut_Msg_Bin");
-        return -1;
-    }
-    PTCP_SOCKFD_ST r = record(ptcp_th);
-    Received in = receive_behind_old_tail(r, kTpktBufferSize);
-    if (in.result > 0) {
-        if (g_tpkt_print_flg == 1)
-            tpkt_printf(in.buf, in.result);
-        tpkt_cut_msg_bin(r, in.buf, in.result);
-    }
-    if (in.buf != nullptr)
-        Mem_Free(in.buf);
-    return in.result;
+    return receive_and_cut(ptcp_th, kTpktCutter);
 }
 
 int Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(PTCP_TH ptcp_th, char *pmsg_body, int body_len, unsigned char *preserved)
@@ -611,19 +620,7 @@ int Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(PTCP_TH ptcp_th, char *pmsg_body, int body
         print_input_error("Tcp_Fc_Socket_Recv_OneMsg_By_Bin_Head");
         return -1;
     }
-    char *el;
-    int len = pull_from_recv_list(record(ptcp_th), &el);
-    if (len < 0)
-        return -1;
-    int body = len - kTpktHeader;
-    int result = -1;  // a body that does not fit is discarded
-    if (body <= body_len) {
-        memcpy(pmsg_body, el + 4 + kTpktHeader, static_cast<size_t>(body));
-        *preserved = static_cast<unsigned char>(el[4 + 1]);
-        result = body;
-    }
-    Mem_Free(el);
-    return result;
+    return take_oldest(record(ptcp_th), kTpktHeader, pmsg_body, body_len, preserved);
 }
 
 int Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(PTCP_TH ptcp_th, unsigned char reserved, char *msg_body, int body_len)
@@ -657,22 +654,11 @@ void Tcp_Cut_Tpkt_Set_Printf_Flg(int flg)
 
 int Tcp_Cut_Sip_Recv_Cut(PTCP_TH ptcp_th)
 {
-    if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Recv_Cut_Msg_Bin");
+    int result = receive_and_cut(ptcp_th, kSipCutter);
+    // Unlike a TPKT connection, a closed one that still holds messages says -1.
+    if (result == 0 && Fifo_GetCount(record(ptcp_th)->recv_msg_list) > 0)
         return -1;
-    }
-    PTCP_SOCKFD_ST r = record(ptcp_th);
-    Received in = receive_behind_old_tail(r, kSipBufferSize);
-    if (in.result > 0) {
-        if (g_sip_print_flg == 1)
-            sip_printf(in.buf, in.result);
-        sip_cut_msg_bin(r, in.buf, in.result);
-    } else if (in.result == 0 && Fifo_GetCount(r->recv_msg_list) > 0) {
-        in.result = -1;
-    }
-    if (in.buf != nullptr)
-        Mem_Free(in.buf);
-    return in.result;
+    return result;
 }
 
 int Tcp_Cut_Sip_Get_One_Msg_Sip_Head(PTCP_TH ptcp_th, char *pmsg_buf, int buf_len)
@@ -681,17 +667,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Sip_Head(PTCP_TH ptcp_th, char *pmsg_buf, int buf_le
         print_input_error("Tcp_Fc_Socket_Recv_OneMsg_By_Bin_Head");
         return -1;
     }
-    char *el;
-    int len = pull_from_recv_list(record(ptcp_th), &el);
-    if (len < 0)
-        return -1;
-    int result = -1;  // a message that does not fit is discarded
-    if (len <= buf_len) {
-        memcpy(pmsg_buf, el + 4, static_cast<size_t>(len));
-        result = len;
-    }
-    Mem_Free(el);
-    return result;
+    return take_oldest(record(ptcp_th), 0, pmsg_buf, buf_len, nullptr);
 }
 
 int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, int *body_len, char *pmsg_head,
