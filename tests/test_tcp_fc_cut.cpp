@@ -132,34 +132,31 @@ protected:
         for (int n; (n = Tcp_Cut_Sip_Get_One_Msg_Sip_Head(fc, msg, sizeof msg)) >= 0;)
             out.emplace_back(msg, static_cast<size_t>(n));
     }
-    // Writes the stream in chunks of the given size, cutting after each.
-    std::vector<Message> feed_tpkt(const std::string &stream, size_t chunk, size_t expected)
+    // Writes the stream in chunks of the given size, cutting and taking
+    // after each, then until the expected number of messages is there.
+    template <typename T>
+    std::vector<T> feed(const std::string &stream, size_t chunk, size_t expected, int (*recv_cut)(PTCP_TH),
+                        void (FcPair::*take)(std::vector<T> &))
     {
-        std::vector<Message> got;
-        for (size_t at = 0; at < stream.size(); at += chunk) {
-            write_all(raw, stream.substr(at, chunk));
-            tpkt_cut();
-            take_tpkt(got);
-        }
-        while (got.size() < expected && wait_for(rec()->sockfd, POLLIN)) {
-            tpkt_cut();
-            take_tpkt(got);
+        std::vector<T> got;
+        for (size_t at = 0; at < stream.size() || got.size() < expected; at += chunk) {
+            if (at < stream.size())
+                write_all(raw, stream.substr(at, chunk));
+            else if (!wait_for(rec()->sockfd, POLLIN))
+                break;
+            wait_for(rec()->sockfd, POLLIN);
+            recv_cut(fc);
+            (this->*take)(got);
         }
         return got;
     }
+    std::vector<Message> feed_tpkt(const std::string &stream, size_t chunk, size_t expected)
+    {
+        return feed(stream, chunk, expected, Tcp_Cut_Tpkt_Recv_Cut, &FcPair::take_tpkt);
+    }
     std::vector<std::string> feed_sip(const std::string &stream, size_t chunk, size_t expected)
     {
-        std::vector<std::string> got;
-        for (size_t at = 0; at < stream.size(); at += chunk) {
-            write_all(raw, stream.substr(at, chunk));
-            sip_cut();
-            take_sip(got);
-        }
-        while (got.size() < expected && wait_for(rec()->sockfd, POLLIN)) {
-            sip_cut();
-            take_sip(got);
-        }
-        return got;
+        return feed(stream, chunk, expected, Tcp_Cut_Sip_Recv_Cut, &FcPair::take_sip);
     }
 
     int server = -1, raw = -1, raw_rcvbuf = 0;
