@@ -366,11 +366,13 @@ int sip_cut_msg_bin(PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
         if (length < 0) {
             scan = crlf;  // the message is dropped
         } else {
-            const char *body = crlf + 2 * kLineEnd.size();
-            if (length > end - body)
+            // The body follows the line end and the empty line's CR LF.
+            ptrdiff_t room = (end - crlf) - static_cast<ptrdiff_t>(2 * kLineEnd.size());
+            if (length > room)
                 break;
-            push_to_recv_list_tail(r, start, static_cast<int>(body + length - start));
-            scan = body + length;
+            const char *msg_end = crlf + 2 * kLineEnd.size() + length;
+            push_to_recv_list_tail(r, start, static_cast<int>(msg_end - start));
+            scan = msg_end;
         }
         if (scan >= end)
             return 0;
