@@ -252,8 +252,10 @@ TEST_F(SmallBuffers, PartialSendsQueueInOrderAndDrain)
         queued += *static_cast<int *>(el);
     EXPECT_EQ(queued, rec()->send_len);
     EXPECT_GT(queued, 0);
-    Tcp_Fc_Loop_Send(fc, 1 << 30);
-    EXPECT_EQ(Tcp_Fc_Loop_Send(fc, 1 << 30), -1);  // the kernel takes nothing more
+    int r = 0;
+    for (int i = 0; i < 100 && r != -1; i++)
+        r = Tcp_Fc_Loop_Send(fc, 1 << 30);
+    EXPECT_EQ(r, -1);  // the kernel takes nothing more
 
     std::string received;
     char buf[65536];
@@ -261,7 +263,7 @@ TEST_F(SmallBuffers, PartialSendsQueueInOrderAndDrain)
         ssize_t n = recv(raw, buf, sizeof buf, MSG_DONTWAIT);
         if (n > 0)
             received.append(buf, static_cast<size_t>(n));
-        int r = Tcp_Fc_Loop_Send(fc, 1 << 30);
+        r = Tcp_Fc_Loop_Send(fc, 1 << 30);
         EXPECT_TRUE(r > 0 || r == -1 || r == -2) << r;
     }
     EXPECT_TRUE(received == sent);
