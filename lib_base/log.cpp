@@ -93,6 +93,13 @@ int open_append(const char *path)
     return open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
 }
 
+// open_append for a trace record: every attempt is counted.
+int open_record_file(const char *path)
+{
+    last++;
+    return open_append(path);
+}
+
 void write_all(int fd, const char *buf, size_t len)
 {
     while (len > 0) {
@@ -113,6 +120,12 @@ long size_mib(const char *path)
     if (stat(path, &st) != 0)
         return 0;
     return static_cast<long>(st.st_size / kMiB);
+}
+
+// The length test is on the format text itself, not on what it yields.
+bool format_fits(const char *content, size_t max)
+{
+    return content != nullptr && strnlen(content, max + 1) <= max;
 }
 
 struct tm local_now()
@@ -351,20 +364,18 @@ void LogSetFileSize(int iSize)
 void MT_Log_Process(int mod, int print_level, int chn_id, const char *content, ...)
 {
     if (mod < 0 || mod >= max_mod || print_level < 0 || print_level >= kLevels || chn_id >= max_chn ||
-        print_level > Log_Level || content == nullptr ||
-        strnlen(content, kTraceTextMax + 1) > static_cast<size_t>(kTraceTextMax))
+        print_level > Log_Level || !format_fits(content, kTraceTextMax))
         return;
 
+    char when[100];
+    stamp(when, "%Y-%m-%d_%H:%M:%S");
     char strbuf[kTraceTextMax + 1];
     va_list args;
     va_start(args, content);
     vsnprintf(strbuf, sizeof strbuf, content, args);
     va_end(args);
-    char when[100];
-    stamp(when, "%Y-%m-%d_%H:%M:%S");
 
-    Fd out(open_append(log_path));
-    last++;
+    Fd out(open_record_file(log_path));
     if (++iWriteLogTimes >= kSizeCheckEvery) {
         rotate_trace_file();  // this call's line still goes into the moved file
         iWriteLogTimes = 0;
@@ -406,7 +417,7 @@ void Log_Trace_Proc(int print_level, int chn_id, char *pchFile, int iLine, const
         return;
     char when[100];
     stamp(when, "%Y-%m-%d %H:%M:%S");
-    if (content == nullptr || strnlen(content, kSourceTextMax + 1) > static_cast<size_t>(kSourceTextMax))
+    if (!format_fits(content, kSourceTextMax))
         return;
     char strbuf[kSourceTextMax + 1];
     va_list args;
@@ -416,8 +427,7 @@ void Log_Trace_Proc(int print_level, int chn_id, char *pchFile, int iLine, const
 
     VelquistLog_CheckBakFile();
     const char *path = g_tLibStConfigInfo.m_chFilePath;
-    Fd out(open_append(path));
-    last++;
+    Fd out(open_record_file(path));
     if (!out.ok()) {
         printf("Can not write log file:%s.\n", path);
         return;

@@ -55,6 +55,14 @@ int Configure(const std::string &path, int max_mib, int max_num)
     return result;
 }
 
+// Module trace to trace, source trace to path, every level let through.
+void InitBoth(const std::string &trace, const std::string &path, int max_mib)
+{
+    MT_Log_SetLevel(7);
+    Printed([&] { MT_Log_Init(4, 8, trace.c_str(), nullptr); });
+    Configure(path, max_mib, 5);
+}
+
 // Names in dir matching pattern, in directory order.
 std::vector<std::string> Matching(const std::string &dir, const std::string &pattern)
 {
@@ -246,9 +254,7 @@ TEST(Log, FormatLengthBoundsAndTruncation)
 {
     TempDir dir;
     std::string path = dir.file("app.log");
-    MT_Log_SetLevel(7);
-    Printed([&] { MT_Log_Init(4, 8, path.c_str(), nullptr); });
-    Configure(path, 10, 5);
+    InitBoth(path, path, 10);
     const std::string f4000(4000, 'a'), f4001(4001, 'b'), f6000(6000, 'c'), f6001(6001, 'd');
     Printed([&] {
         MT_Log_Process(0, 2, 0, f4000.c_str(), 0);
@@ -277,9 +283,7 @@ TEST(Log, FilesThatDoNotOpen)
 {
     TempDir dir;
     std::string path = dir.file("missing/app.log");
-    MT_Log_SetLevel(7);
-    Printed([&] { MT_Log_Init(4, 8, path.c_str(), nullptr); });
-    Configure(path, 1, 5);
+    InitBoth(path, path, 1);
     EXPECT_EQ(Printed([] { MT_Log_Process(0, 1, 0, "lost"); }), "Can not write log file:" + path + ".\n");
     EXPECT_EQ(Printed([] { Log_Trace_Proc(1, 0, kSource, 1, "lost"); }), "Can not write log file:" + path + ".\n");
 }
@@ -288,9 +292,7 @@ TEST(Log, SourceTraceRecordsAndTerminalFilter)
 {
     TempDir dir;
     std::string path = dir.file("app.log");
-    MT_Log_SetLevel(7);
-    Printed([&] { MT_Log_Init(4, 8, dir.file("trace.log").c_str(), nullptr); });
-    ASSERT_EQ(Configure(path, 1, 5), 0);
+    InitBoth(dir.file("trace.log"), path, 1);
     LogSetPrintfLvl(7);
     std::string printed = Printed([] {
         Log_Trace_Proc(0, 12345, kSource, 42, "boom %d", 7);
@@ -576,10 +578,8 @@ TEST(NetLog, EveryLineReachesTheListenerByteForByte)
     TempDir dir;
     std::string path = dir.file("app.log");
     Listener listener;
-    MT_Log_SetLevel(7);
     LogSetPrintfLvl(7);
-    Printed([&] { MT_Log_Init(4, 8, path.c_str(), nullptr); });
-    ASSERT_EQ(Configure(path, 10, 5), 0);
+    InitBoth(path, path, 10);
     int port = FreeUdpPort();
     std::string printed = Printed([&] { EXPECT_EQ(MT_NetLog_Init(port), 0); });
     const std::string p = std::to_string(port);
