@@ -199,7 +199,7 @@ private:
         buf_[len_++] = c;
         buf_[len_] = '\0';
     }
-    char buf_[1024] = "";
+    char buf_[2560] = "";  // two quoted paths of the longest kind
     size_t len_ = 0;
     bool fits_ = true;
 };
