@@ -34,13 +34,30 @@ constexpr const char *kSourceFile = "zor_timer.cpp";
 constexpr long long kMicro = 1000000;
 
 // The record behind a handle: what applications see, then the next expiry
-// second still to fire. Carrying that second from run to run (rather than
-// restarting from the previous reading's second) is what makes every
-// consumed second fire exactly once, however the readings fall.
+// second still to fire and, per hash bucket, the number of stopped cells.
+// Carrying that second from run to run (rather than restarting from the
+// previous reading's second) is what makes every consumed second fire
+// exactly once, however the readings fall.
 struct Service {
     TIMER_LIST list;
     long long next_second;
+    int *stopped;  // max + 1 counters, in the same block after the record
 };
+
+// A running timer: the element, then its cell in the hash bucket, so that
+// taking it out of the table costs the same however full the bucket is.
+struct Timer {
+    TIMER_ELEMENT element;
+    pFIFO_M cell;
+};
+
+// What a stopped timer's bucket cell holds until the bucket is swept: a key
+// no second has, so that no lookup matches it.
+const TIMER_ELEMENT tombstone = [] {
+    TIMER_ELEMENT t{};
+    t.timer_str[0] = '-';
+    return t;
+}();
 
 void error_line(int line, const char *func)
 {
@@ -157,16 +174,57 @@ void set_expiry(pTIMER_ELEMENT timer)
                                           static_cast<int>(strlen(timer->timer_str)));
 }
 
-int add_to_hash(pTIMER_ELEMENT timer)
+pFIFO bucket_of(const TIMER_ELEMENT *timer)
 {
-    return Zor_Hash_Fifo_Set(hash_of(timer->p_timerlist), timer->timer_str,
-                             static_cast<int>(strlen(timer->timer_str)), timer);
+    auto table = static_cast<zor_hash_fifo_t *>(timer->p_timerlist->pHash);
+    return static_cast<pFIFO>(table->List[timer->hash].Lfifo);
 }
 
+void add_to_hash(pTIMER_ELEMENT timer)
+{
+    auto self = reinterpret_cast<Timer *>(timer);
+    self->cell = nullptr;
+    if (Zor_Hash_Fifo_Set(hash_of(timer->p_timerlist), timer->timer_str, static_cast<int>(strlen(timer->timer_str)),
+                          timer) == 1)
+        self->cell = bucket_of(timer)->tail;
+}
+
+// Unlinks every stopped cell of the bucket in one pass; a cursor standing
+// on one moves to the cell after it.
+void sweep(pFIFO bucket)
+{
+    pFIFO_M prev = nullptr, next;
+    for (pFIFO_M cell = bucket->head; cell != nullptr; cell = next) {
+        next = cell->pNext;
+        if (cell->pdata != &tombstone) {
+            prev = cell;
+            continue;
+        }
+        (prev == nullptr ? bucket->head : prev->pNext) = next;
+        if (bucket->tail == cell)
+            bucket->tail = prev;
+        if (bucket->pos == cell)
+            bucket->pos = next;
+        bucket->mcount--;
+        Mem_Free(cell);
+    }
+}
+
+// Marks the timer's cell stopped; a bucket is swept once stopped cells
+// make up more than half of it, so each stop costs O(1) on average.
 void remove_from_hash(pTIMER_ELEMENT timer)
 {
-    Zor_Hash_Fifo_Del_Node(hash_of(timer->p_timerlist), timer->timer_str,
-                           static_cast<int>(strlen(timer->timer_str)), timer);
+    auto self = reinterpret_cast<Timer *>(timer);
+    if (self->cell == nullptr)
+        return;
+    self->cell->pdata = const_cast<TIMER_ELEMENT *>(&tombstone);
+    self->cell = nullptr;
+    int &stopped = reinterpret_cast<Service *>(timer->p_timerlist)->stopped[timer->hash];
+    pFIFO bucket = bucket_of(timer);
+    if (2 * ++stopped > bucket->mcount) {
+        sweep(bucket);
+        stopped = 0;
+    }
 }
 
 // Stops the timer under the list's cursor.
@@ -241,13 +299,23 @@ extern "C" {
 
 NEW_PRTH Zor_New_Timer_Malloc(int max, int hash_table)
 {
-    auto record = static_cast<Service *>(Mem_Malloc(sizeof(Service)));
-    if (record == nullptr)
+    ZOR_HASH_FIFO hash = Zor_Hash_Fifo_Make(hash_table, Zor_Timer_Compare_Func, Zor_Timer_Proc_Func,
+                                            Zor_Timer_Del_Compare_Func);
+    if (hash == nullptr)
+        return nullptr;
+    int buckets = static_cast<int>(static_cast<zor_hash_fifo_t *>(hash)->max) + 1;
+    auto record = static_cast<Service *>(Mem_Malloc(static_cast<int>(sizeof(Service) + sizeof(int) * static_cast<size_t>(buckets))));
+    if (record == nullptr) {
+        Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(hash));
         return creation_failed(__LINE__);
+    }
+    record->stopped = reinterpret_cast<int *>(record + 1);
     pTIMER_LIST service = &record->list;
+    service->pHash = hash;
     if (max >= 0 && max < INT_MAX / static_cast<int>(sizeof(NODE_TIMER)))
         service->pList = static_cast<pNODE_TIMER>(Mem_Malloc((max + 1) * static_cast<int>(sizeof(NODE_TIMER))));
     if (service->pList == nullptr) {
+        Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(hash));
         Mem_Free(record);
         return creation_failed(__LINE__);
     }
@@ -255,17 +323,6 @@ NEW_PRTH Zor_New_Timer_Malloc(int max, int hash_table)
         service->pList[id].pfifo = Fifo_Allocate(1);
     service->max = max;
     service->hash_table = hash_table;
-    service->pHash = Zor_Hash_Fifo_Make(hash_table, Zor_Timer_Compare_Func, Zor_Timer_Proc_Func,
-                                        Zor_Timer_Del_Compare_Func);
-    if (service->pHash == nullptr) {
-        for (int id = 0; id <= max; id++) {
-            if (service->pList[id].pfifo != nullptr)
-                Fifo_Free(service->pList[id].pfifo);
-        }
-        Mem_Free(service->pList);
-        Mem_Free(record);
-        return nullptr;
-    }
     gettimeofday(&service->nowtime, nullptr);
     service->oldtime = service->nowtime;
     record->next_second = service->nowtime.tv_sec;
@@ -295,7 +352,7 @@ void Zor_New_Timer_Start(NEW_PRTH rth, Zor_New_Timeout pfunc, int id, int event,
         printf("Zor_New_Timer_Start : the event is exist . id = %d event = %d\n", id, event);
         return;
     }
-    auto timer = static_cast<pTIMER_ELEMENT>(Mem_Malloc(sizeof(TIMER_ELEMENT)));
+    auto timer = static_cast<pTIMER_ELEMENT>(Mem_Malloc(sizeof(Timer)));
     if (timer == nullptr)
         return;
     timer->p_callback = pfunc;
@@ -310,10 +367,7 @@ void Zor_New_Timer_Start(NEW_PRTH rth, Zor_New_Timeout pfunc, int id, int event,
         Mem_Free(timer);
         return;
     }
-    if (add_to_hash(timer) < 0 && place_cursor_on(list, timer)) {
-        Fifo_Step_Del_Now(list);
-        Mem_Free(timer);
-    }
+    add_to_hash(timer);
 }
 
 void Zor_New_Timer_Stop(NEW_PRTH rth, int id, int event, int module)

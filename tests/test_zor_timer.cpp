@@ -38,6 +38,14 @@ void busy_callback(int id, int event)
         Zor_New_Timer_Reset(current, 5, 4, 100, 0);
 }
 
+// Event 0 of id 1 stops events 1 to 4, which expire in the same second.
+void stopping_callback(int id, int event)
+{
+    fired.emplace_back(id, event);
+    for (int other = 1; event == 0 && other <= 4; other++)
+        Zor_New_Timer_Stop(current, 1, other, 0);
+}
+
 class ZorTimerTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -245,6 +253,23 @@ TEST_F(ZorTimerTest, CallbacksMayStartStopAndReset)
     EXPECT_EQ(Running(5), 2);
     EXPECT_EQ(Find(5, 1, 0)->jiffer, 3);
     EXPECT_EQ(Find(5, 4, 0)->jiffer, 100);
+}
+
+TEST_F(ZorTimerTest, StoppingMostOfABusySecondKeepsTheRest)
+{
+    for (int event = 0; event < 6; event++)
+        StartExpiringIn(start, 1, event, 0, stopping_callback);
+    for (int event = 10; event < 40; event++)
+        StartExpiringIn(start + 1, 2, event);
+    for (int event = 39; event > 10; event--)  // newest first: the far end of the bucket
+        Zor_New_Timer_Stop(h, 2, event, 0);
+    RunAfter(2000000);
+    EXPECT_EQ(fired, (Fired{{1, 0}, {1, 5}, {2, 10}}));
+    auto table = static_cast<zor_hash_fifo_t *>(rec()->pHash);
+    int cells = 0;
+    for (unsigned i = 0; i <= table->max; i++)
+        cells += Fifo_GetCount(table->List[i].Lfifo);
+    EXPECT_LT(cells, 10);  // the 29 stopped cells do not pile up
 }
 
 TEST(ZorTimer, CreationNeedsAUsableIdRange)
