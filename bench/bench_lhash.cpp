@@ -4,7 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -55,7 +55,7 @@ BENCHMARK(BM_Lhash_Get)->Arg(1000)->Arg(100000);
 void BM_UnorderedMap_Get(benchmark::State &state)
 {
     auto items = make_items(static_cast<int>(state.range(0)));
-    std::unordered_map<std::string, Item *> map;
+    std::unordered_map<std::string_view, Item *> map;
     for (Item &item : items)
         map.emplace(item.key, &item);
     size_t i = 0;
@@ -83,7 +83,7 @@ BENCHMARK(BM_Lhash_SetDel)->Arg(1000)->Arg(100000);
 void BM_UnorderedMap_SetDel(benchmark::State &state)
 {
     auto items = make_items(static_cast<int>(state.range(0)));
-    std::unordered_map<std::string, Item *> map;
+    std::unordered_map<std::string_view, Item *> map;
     for (Item &item : items)
         map.emplace(item.key, &item);
     Item extra;
