@@ -39,6 +39,14 @@ ZOR_HASH_FIFO *make_table(std::vector<Item> &items)
     return table;
 }
 
+std::unordered_map<std::string_view, Item *> make_map(std::vector<Item> &items)
+{
+    std::unordered_map<std::string_view, Item *> map;
+    for (Item &item : items)
+        map.emplace(item.key, &item);
+    return map;
+}
+
 void BM_Lhash_Get(benchmark::State &state)
 {
     auto items = make_items(static_cast<int>(state.range(0)));
@@ -55,9 +63,7 @@ BENCHMARK(BM_Lhash_Get)->Arg(1000)->Arg(100000);
 void BM_UnorderedMap_Get(benchmark::State &state)
 {
     auto items = make_items(static_cast<int>(state.range(0)));
-    std::unordered_map<std::string_view, Item *> map;
-    for (Item &item : items)
-        map.emplace(item.key, &item);
+    auto map = make_map(items);
     size_t i = 0;
     for (auto _ : state) {
         Item &probe = items[i++ % items.size()];
@@ -83,9 +89,7 @@ BENCHMARK(BM_Lhash_SetDel)->Arg(1000)->Arg(100000);
 void BM_UnorderedMap_SetDel(benchmark::State &state)
 {
     auto items = make_items(static_cast<int>(state.range(0)));
-    std::unordered_map<std::string_view, Item *> map;
-    for (Item &item : items)
-        map.emplace(item.key, &item);
+    auto map = make_map(items);
     Item extra;
     snprintf(extra.key, sizeof extra.key, "extra");
     for (auto _ : state) {
