@@ -1,0 +1,176 @@
+// lhash.cpp - the list-bucket hash table.
+#include "lhash.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "mem.h"
+
+static_assert(sizeof(zor_fifo_t) == sizeof(void *), "bucket layout");
+static_assert(offsetof(zor_hash_fifo_t, max) == sizeof(void *), "table layout");
+static_assert(offsetof(zor_hash_fifo_t, pcallfunc) == 2 * sizeof(void *), "table layout");
+static_assert(offsetof(zor_hash_fifo_t, delfunc) == 4 * sizeof(void *), "table layout");
+static_assert(sizeof(zor_hash_fifo_t) == 5 * sizeof(void *), "table layout");
+
+namespace {
+
+constexpr int kMasks[] = {9, 15, 31, 63, 127, 255, 511, 1023, 2047, 4095, 8191, 16383};
+constexpr int kDefaultMask = 15;
+
+int mask_for(int hash_table)
+{
+    for (int mask : kMasks) {
+        if (mask == hash_table)
+            return mask;
+    }
+    return kDefaultMask;
+}
+
+// The times-33 string hash, from 0, in 32-bit arithmetic. klen -1 hashes
+// up to the NUL; any other negative length hashes nothing.
+uint32_t times33(const void *key, int klen)
+{
+    uint32_t hash = 0;
+    auto byte = static_cast<const unsigned char *>(key);
+    if (byte == nullptr)
+        return 0;
+    if (klen == -1) {
+        for (; *byte != 0; byte++)
+            hash = hash * 33 + *byte;
+        return hash;
+    }
+    for (; klen > 0; klen--)
+        hash = hash * 33 + *byte++;
+    return hash;
+}
+
+zor_hash_fifo_t *table_of(ZOR_HASH_FIFO *phash)
+{
+    return static_cast<zor_hash_fifo_t *>(static_cast<void *>(phash));
+}
+
+// The key's bucket list, or NULL for a NULL table or a missing bucket.
+FIFOH bucket_of(ZOR_HASH_FIFO *phash, const void *key, int klen)
+{
+    zor_hash_fifo_t *table = table_of(phash);
+    if (table == nullptr)
+        return nullptr;
+    return table->List[times33(key, klen) & table->max].Lfifo;
+}
+
+// Puts the cursor on the first cell holding element; false when none does.
+bool place_cursor_on(FIFOH list, const void *element)
+{
+    for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list)) {
+        if (p == element)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+extern "C" {
+
+ZOR_HASH_FIFO Zor_Hash_Fifo_Make(int Hash_Table, COMPAR_LHASH_FUN pcallfunc, EXECUTE_LHASH_FUN procfunc,
+                                 Del_LHASH_FUN del_func)
+{
+    auto table = static_cast<zor_hash_fifo_t *>(malloc(sizeof(zor_hash_fifo_t)));
+    if (table == nullptr)
+        return nullptr;
+    int mask = mask_for(Hash_Table);
+    table->max = static_cast<unsigned int>(mask);
+    table->pcallfunc = pcallfunc;
+    table->procfunc = procfunc;
+    table->delfunc = del_func;
+    table->List = static_cast<zor_fifo_t *>(malloc(sizeof(zor_fifo_t) * static_cast<size_t>(mask + 1)));
+    if (table->List == nullptr) {
+        free(table);
+        return nullptr;
+    }
+    for (int i = 0; i <= mask; i++)
+        table->List[i].Lfifo = Fifo_Allocate(1);
+    return table;
+}
+
+void Zor_Hash_Fifo_Free(ZOR_HASH_FIFO *phash)
+{
+    zor_hash_fifo_t *table = table_of(phash);
+    if (table == nullptr)
+        return;
+    for (unsigned int i = 0; i <= table->max; i++) {
+        if (table->List[i].Lfifo != nullptr)
+            Fifo_FreeEx(table->List[i].Lfifo);
+    }
+    free(table->List);
+    free(table);
+}
+
+int Zor_Hash_Fifo_Set(ZOR_HASH_FIFO *phash, const void *key, int klen, const void *val)
+{
+    FIFOH list = bucket_of(phash, key, klen);
+    if (list == nullptr)
+        return -1;
+    return Fifo_Push(list, const_cast<void *>(val)) < 0 ? -1 : 1;
+}
+
+void *Zor_Hash_Fifo_Get(ZOR_HASH_FIFO *phash, const void *key, int klen, const void *val)
+{
+    FIFOH list = bucket_of(phash, key, klen);
+    if (list == nullptr || table_of(phash)->pcallfunc == nullptr)
+        return nullptr;
+    COMPAR_LHASH_FUN matches = table_of(phash)->pcallfunc;
+    for (void *element = Fifo_Step_Get_First(list); element != nullptr; element = Fifo_Step_Next(list)) {
+        if (matches(element, val) == 0)
+            return element;
+    }
+    return nullptr;
+}
+
+void Zor_Hash_Fifo_Del_Node(ZOR_HASH_FIFO *phash, char *key, int klen, const void *val)
+{
+    FIFOH list = bucket_of(phash, key, klen);
+    if (list == nullptr || table_of(phash)->delfunc == nullptr)
+        return;
+    Del_LHASH_FUN matches = table_of(phash)->delfunc;
+    for (void *element = Fifo_Step_Get_First(list); element != nullptr; element = Fifo_Step_Next(list)) {
+        if (matches(element, val) == 0) {
+            Fifo_Step_Del_Now(list);
+            return;
+        }
+    }
+}
+
+void Zor_Hash_Fifo_Traverse_Nodes(ZOR_HASH_FIFO *phash, char *key, int klen, const void *val)
+{
+    FIFOH list = bucket_of(phash, key, klen);
+    if (list == nullptr || table_of(phash)->pcallfunc == nullptr)
+        return;
+    COMPAR_LHASH_FUN matches = table_of(phash)->pcallfunc;
+    EXECUTE_LHASH_FUN process = table_of(phash)->procfunc;
+    void *element = Fifo_Step_Get_First(list);
+    while (element != nullptr) {
+        if (matches(element, val) != 0) {
+            element = Fifo_Step_Next(list);
+            continue;
+        }
+        if (process != nullptr)
+            process(element);
+        // process may have moved the cursor or taken the element out itself;
+        // in the latter case the processed ones are gone, so start again.
+        if (Fifo_Step_Get_Now(list) != element && !place_cursor_on(list, element)) {
+            element = Fifo_Step_Get_First(list);
+            continue;
+        }
+        Fifo_Step_Del_Now(list);
+        element = Fifo_Step_Get_Now(list);
+    }
+}
+
+int Zor_Hash_Fifo_Algorithm(int Hash_Table, const void *key, int klen)
+{
+    return static_cast<int>(times33(key, klen) & static_cast<uint32_t>(mask_for(Hash_Table)));
+}
+
+} // extern "C"
