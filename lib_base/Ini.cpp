@@ -45,7 +45,8 @@ typedef struct __INI_ST {
 
 constexpr int kRecordSize = sizeof(KEY_ST);
 static_assert(sizeof(KEY_ST) == 1024, "key record layout");
-static_assert(offsetof(KEY_ST, mKey) == 512 && offsetof(KEY_ST, mValue) == 768, "key record layout");
+static_assert(offsetof(KEY_ST, mKey) == 512, "key record layout");
+static_assert(offsetof(KEY_ST, mValue) == 768, "key record layout");
 static_assert(offsetof(INI_ST, mComments) == sizeof(void *), "store layout");
 static_assert(sizeof(INI_ST) == sizeof(void *) + 512, "store layout");
 
@@ -296,6 +297,27 @@ void copy_bounded(char *dest, int len, const char *text)
     memset(dest + n, 0, static_cast<size_t>(len) - n);
 }
 
+// Shared by the two getters: copies the value of pcKey, or the default,
+// into pcValue; a negative len copies without a bound.
+int get_value(char *pcValue, int len, const char *pcKey, const char *pcDefaultValue,
+              LPINIVALUE pIni)
+{
+    if (pcValue == nullptr || pcKey == nullptr || pIni == nullptr) {
+        printf(MSG_BAD_ARGUMENT "\n");
+        return 0;
+    }
+    auto ini = static_cast<LPINI_ST>(pIni);
+    int index = find_key(ini, pcKey);
+    const char *text = index >= 0 ? record_at(ini, index)->mValue : pcDefaultValue;
+    if (text == nullptr)
+        return 1;  // a missing key and no default: pcValue is left alone
+    if (len < 0)
+        strcpy(pcValue, text);
+    else
+        copy_bounded(pcValue, len, text);
+    return 1;
+}
+
 // Shared by the two setters; front is the text a new key is put after.
 int set_value(const char *pcValue, const char *pcKey, LPINIVALUE pIni, const char *front)
 {
@@ -370,33 +392,13 @@ void ReleaseIni(LPINIVALUE pIni)
 
 int GetValueByKey(char *pcValue, const char *pcKey, const char *pcDefaultValue, LPINIVALUE pIni)
 {
-    if (pcValue == nullptr || pcKey == nullptr || pIni == nullptr) {
-        printf(MSG_BAD_ARGUMENT "\n");
-        return 0;
-    }
-    auto ini = static_cast<LPINI_ST>(pIni);
-    int index = find_key(ini, pcKey);
-    if (index >= 0)
-        strcpy(pcValue, record_at(ini, index)->mValue);
-    else if (pcDefaultValue != nullptr)
-        strcpy(pcValue, pcDefaultValue);
-    return 1;
+    return get_value(pcValue, -1, pcKey, pcDefaultValue, pIni);
 }
 
 int GetValueByKeyLen(char *pcValue, int iValueLen, const char *pcKey, const char *pcDefaultValue,
                      LPINIVALUE pIni)
 {
-    if (pcValue == nullptr || pcKey == nullptr || pIni == nullptr) {
-        printf(MSG_BAD_ARGUMENT "\n");
-        return 0;
-    }
-    auto ini = static_cast<LPINI_ST>(pIni);
-    int index = find_key(ini, pcKey);
-    if (index >= 0)
-        copy_bounded(pcValue, iValueLen, record_at(ini, index)->mValue);
-    else if (pcDefaultValue != nullptr)
-        copy_bounded(pcValue, iValueLen, pcDefaultValue);
-    return 1;
+    return get_value(pcValue, iValueLen < 0 ? 0 : iValueLen, pcKey, pcDefaultValue, pIni);
 }
 
 int SetValueByKey(const char *pcValue, const char *pcKey, LPINIVALUE pIni)
