@@ -75,7 +75,7 @@ bool starts_line_comment(const char *p)
     return p[0] == '/' && p[1] == '/';
 }
 
-// The size of a regular file, or 0 when it is missing.
+// The file's size, or 0 when it cannot be stat-ed (a missing file).
 long long file_size(const char *path)
 {
     struct stat st;
