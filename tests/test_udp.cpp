@@ -42,7 +42,7 @@ TEST(Udp, SocketsDatagramsAndFailures)
     EXPECT_TRUE(fcntl(a, F_GETFD) & FD_CLOEXEC);  // only the plain form is close-on-exec
     EXPECT_FALSE(fcntl(b, F_GETFD) & FD_CLOEXEC);
 
-    char buf[2000], ip[16] = "untouched", xy[] = "xy", bad[] = "no address";
+    char buf[2000], ip[16] = "untouched", xy[] = "xy", bad[] = "no address";  // 255.255.255.255: no SO_BROADCAST
     EXPECT_EQ(Udp_Socket_recv_By_Addr(b, buf, sizeof buf, ip, &port), -1);
     EXPECT_EQ(ip + std::to_string(port), "untouched-7");
     std::string data(1000, 'u');
@@ -50,13 +50,11 @@ TEST(Udp, SocketsDatagramsAndFailures)
     EXPECT_EQ(Udp_Socket_recv_By_Addr(b, buf, sizeof buf, ip, &port), 1000);
     EXPECT_EQ(ip + (":" + std::to_string(port)), "127.0.0.1:" + std::to_string(local_port(a)));
     sockaddr_in from{};
-    ASSERT_TRUE(deliver(a, b, xy, 2));
+    ASSERT_TRUE(deliver(a, b, xy, 2) && deliver(a, b, xy, 2));
     EXPECT_EQ(Udp_Socket_Recv_By_Sockaddr(b, buf, sizeof buf, &from), 2);
     EXPECT_EQ(ntohs(from.sin_port), local_port(a));
-    ASSERT_TRUE(deliver(a, b, xy, 2));
     EXPECT_EQ(Udp_Socket_Recv(b, buf, sizeof buf), 2);
     EXPECT_EQ(Udp_Socket_Recv(b, buf, sizeof buf), -1);
-    // A bad address means 255.255.255.255, refused without SO_BROADCAST.
     EXPECT_EQ(Udp_Socket_Send(a, xy, 2, bad, 9) + Udp_Socket_Send(a, nullptr, 2, kLoopback, 9) +
                   Udp_Socket_Send(a, xy, 2, nullptr, 9) + Udp_Socket_recv_By_Addr(b, buf, 2, nullptr, &port),
               -4);
@@ -65,16 +63,15 @@ TEST(Udp, SocketsDatagramsAndFailures)
     EXPECT_NE(fcntl(0, F_GETFD), -1);
 
     char two[] = "12", three[] = "1.2";  // three characters pass the length test; 1.0.0.2 is not local
-    for (char *ip : {static_cast<char *>(nullptr), two})
-        EXPECT_EQ(Printed([&] { EXPECT_EQ(Udp_Socket_Create_bind_ip_port(ip, 0), -1); }),
-                  "Udp_Socket_Create_bind_ip_port   input ip is NULL\n");
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(Udp_Socket_Create_bind_ip_port(three, 0), -1); }),
-              "Udp_Socket_Create_bind_ip_port  bind fail\n");
+    const std::string null_ip = "Udp_Socket_Create_bind_ip_port   input ip is NULL\n";
+    EXPECT_EQ(Printed([&] {
+                  for (char *ip : {static_cast<char *>(nullptr), two, three})
+                      EXPECT_EQ(Udp_Socket_Create_bind_ip_port(ip, 0), -1);
+              }), null_ip + null_ip + "Udp_Socket_Create_bind_ip_port  bind fail\n");
 
-    int left_open = -1;
-    port = local_port(a);
-    EXPECT_EQ(Printed([&] { close(left_open = dup(1)); EXPECT_EQ(Udp_Socket_Create(port), -1); }),
-              "UDP port[" + std::to_string(port) + "]: udp server failed, bind local address error!\n");
+    int left_open = -1, taken = local_port(a);
+    EXPECT_EQ(Printed([&] { close(left_open = dup(1)); EXPECT_EQ(Udp_Socket_Create(taken), -1); }),
+              "UDP port[" + std::to_string(taken) + "]: udp server failed, bind local address error!\n");
     EXPECT_NE(fcntl(left_open, F_GETFD), -1);  // the socket of a failed bind is left open on purpose
     close(left_open);
     EXPECT_EQ(Udp_Socket_Close(a), 0);
