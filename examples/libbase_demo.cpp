@@ -494,30 +494,16 @@ void client_receive(Demo &d)
 
 // TPKT: element-stream messages; the server answers each with the sum of
 // its payload bytes, except probes, which it never answers.
-void tpkt_send(Demo &d)
+
+// The element stream of data message seq: its number and a payload whose
+// length varies with seq.
+void data_message(int seq, M_Body &msg)
 {
-    if (d.next_tpkt == 1) {
-        M_Body probe{};
-        element_add_integer(&probe, kTagSeq, 0);
-        Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(d.tpkt_client, kClassProbe, reinterpret_cast<char *>(probe.buf),
-                                           static_cast<int>(probe.len));
-        Zor_New_Timer_Start(d.event_timers, on_probe_timeout, 0, kEventProbe, 1, 0);
-    }
-    for (int burst = 0; d.next_tpkt <= d.s.tpkt_messages && burst < 16; burst++, d.next_tpkt++) {
-        M_Body msg{};
-        char payload[256];
-        int n = snprintf(payload, sizeof payload, "element payload %d: %.*s", d.next_tpkt, d.next_tpkt % 200,
-                         "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz"
-                         "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz"
-                         "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz");
-        element_add_integer(&msg, kTagSeq, d.next_tpkt);
-        element_add_data(&msg, kTagPayload, payload, static_cast<unsigned>(n));
-        if (Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(d.tpkt_client, kClassData, reinterpret_cast<char *>(msg.buf),
-                                               static_cast<int>(msg.len)) > 0) {
-            d.tpkt_up.messages++;
-            d.tpkt_up.bytes += msg.len + 4;
-        }
-    }
+    static const std::string filler(200, 'x');
+    std::string payload = "element payload " + std::to_string(seq) + ": " + filler.substr(0, seq % 200);
+    msg = M_Body{};
+    element_add_integer(&msg, kTagSeq, seq);
+    element_add_data(&msg, kTagPayload, payload.data(), static_cast<unsigned>(payload.size()));
 }
 
 int payload_sum(M_Body &msg)
@@ -532,59 +518,78 @@ int payload_sum(M_Body &msg)
     return sum;
 }
 
-void tpkt_serve(Demo &d)
+bool send_elements(PTCP_TH conn, unsigned char klass, M_Body &msg, Traffic &t)
 {
-    if (Tcp_Cut_Tpkt_Recv_Cut(d.tpkt_server) <= 0)
+    if (Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(conn, klass, reinterpret_cast<char *>(msg.buf), static_cast<int>(msg.len)) < 0)
+        return false;
+    t.messages++;
+    t.bytes += msg.len + 4;
+    return true;
+}
+
+// Receives what conn holds and hands every whole frame to fn(klass, body).
+template <typename Fn>
+void for_each_frame(PTCP_TH conn, Fn fn)
+{
+    if (Tcp_Cut_Tpkt_Recv_Cut(conn) <= 0)
         return;
     static M_Body msg;
     unsigned char klass = 0;
     int len;
-    while ((len = Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(d.tpkt_server, reinterpret_cast<char *>(msg.buf),
-                                                   sizeof msg.buf, &klass)) >= 0) {
+    while ((len = Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(conn, reinterpret_cast<char *>(msg.buf), sizeof msg.buf,
+                                                   &klass)) >= 0) {
         msg.len = static_cast<unsigned>(len);
+        fn(klass, msg);
+    }
+}
+
+void tpkt_send(Demo &d)
+{
+    M_Body msg;
+    if (d.next_tpkt == 1) {
+        msg = M_Body{};
+        element_add_integer(&msg, kTagSeq, 0);
+        Traffic probes;
+        send_elements(d.tpkt_client, kClassProbe, msg, probes);
+        Zor_New_Timer_Start(d.event_timers, on_probe_timeout, 0, kEventProbe, 1, 0);
+    }
+    for (int burst = 0; d.next_tpkt <= d.s.tpkt_messages && burst < 16; burst++, d.next_tpkt++) {
+        data_message(d.next_tpkt, msg);
+        send_elements(d.tpkt_client, kClassData, msg, d.tpkt_up);
+    }
+}
+
+void tpkt_serve(Demo &d)
+{
+    for_each_frame(d.tpkt_server, [&d](unsigned char klass, M_Body &msg) {
         d.tpkt_served++;
         int seq = -1;
         element_get_integer(&msg, kTagSeq, &seq);
         if (klass == kClassProbe) {
             TRACE(4, kTpkt, "probe %d left unanswered", seq);
-            continue;
+            return;
         }
         M_Body answer{};
         element_add_integer(&answer, kTagSeq, seq);
         element_add_integer(&answer, kTagSum, payload_sum(msg));
-        Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(d.tpkt_server, kClassData, reinterpret_cast<char *>(answer.buf),
-                                           static_cast<int>(answer.len));
-        d.tpkt_down.messages++;
-        d.tpkt_down.bytes += answer.len + 4;
-    }
+        send_elements(d.tpkt_server, kClassData, answer, d.tpkt_down);
+    });
 }
 
+// Client: the server's sum must be that of the message the client sent.
 void tpkt_check(Demo &d)
 {
-    if (Tcp_Cut_Tpkt_Recv_Cut(d.tpkt_client) <= 0)
-        return;
-    static M_Body msg;
-    unsigned char klass = 0;
-    int len;
-    while ((len = Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(d.tpkt_client, reinterpret_cast<char *>(msg.buf),
-                                                   sizeof msg.buf, &klass)) >= 0) {
-        msg.len = static_cast<unsigned>(len);
+    for_each_frame(d.tpkt_client, [&d](unsigned char, M_Body &msg) {
         int seq = -1, sum = -1;
         element_get_integer(&msg, kTagSeq, &seq);
         element_get_integer(&msg, kTagSum, &sum);
-        // Rebuild what the client sent as seq and compare the server's sum.
-        M_Body sent{};
-        char payload[256];
-        int n = snprintf(payload, sizeof payload, "element payload %d: %.*s", seq, seq % 200,
-                         "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz"
-                         "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz"
-                         "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz");
-        element_add_data(&sent, kTagPayload, payload, static_cast<unsigned>(n));
+        M_Body sent;
+        data_message(seq, sent);
         if (seq >= 1 && sum == payload_sum(sent))
             d.tpkt_matched++;
         else
             d.tpkt_mismatched++;
-    }
+    });
 }
 
 void drain_log_listener(Demo &d)
