@@ -147,7 +147,7 @@ int local_port(int fd)
 }
 
 // The trace log: a file with dated backups, a module trace file, and a copy
-// of every line to the UDP listener the demo runs (its socket is returned).
+// of every line to a UDP listener: the demo's own, or one named by --log-to.
 struct LogSetup {
     std::string trace_file, module_file;
     int listener = -1;
