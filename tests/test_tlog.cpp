@@ -8,29 +8,34 @@
 
 #include "test_support.h"
 
-using testing_support::Printed;
-using testing_support::ReadFile;
-using testing_support::TempDir;
+using namespace testing_support;
 
 namespace {
 
-const std::string kBadName = "\xCE\xC4\xBC\xFE\xC3\xFB\xB3\xF6\xB4\xED\n";
-const std::string kOpenFailed = "\xB4\xF2\xBF\xAA\xCE\xC4\xBC\xFE\xB3\xF6\xB4\xED\n";
 const std::string kNoFile = "\xCE\xC4\xBC\xFE\xD6\xB8\xD5\xEB\xB3\xF6\xB4\xED\n";
 
-void Print(int level, const char *text)
+// What Zor_Log_Init_T printed, followed by its result.
+std::string Init(const char *path, int realtime = 0, int max = 0, int level = 4)
 {
-    Zor_Log_Print(level, const_cast<char *>(text));
+    int result = 0;
+    std::string printed = Printed([&] { result = Zor_Log_Init_T(const_cast<char *>(path), realtime, max, level); });
+    return printed + std::to_string(result);
 }
 
-// The messages of the file's lines, in order.
-std::string Messages(const std::string &path)
+// Prints each text at level; what reached the terminal.
+std::string Print(int level, std::initializer_list<std::string> texts)
 {
-    static const std::regex line("<[A-Za-z_ ]{6} : [A-Z][a-z]{2} [ 123][0-9] \\d\\d:\\d\\d:\\d\\d> (.*)\n");
-    std::string text = ReadFile(path), out;
-    for (std::sregex_iterator it(text.begin(), text.end(), line), end; it != end; ++it)
-        out += (*it)[1].str() + ";";
-    return out;
+    return Printed([&] {
+        for (std::string text : texts)
+            Zor_Log_Print(level, text.data());
+    });
+}
+
+// The file's lines, time stamps as "T".
+std::string Lines(const std::string &path)
+{
+    static const std::regex stamp(" : [A-Z][a-z]{2} [ 123][0-9] \\d\\d:\\d\\d:\\d\\d> ");
+    return std::regex_replace(ReadFile(path), stamp, " : T> ");
 }
 
 } // namespace
@@ -38,89 +43,40 @@ std::string Messages(const std::string &path)
 // Must run before any initialisation of this process.
 TEST(Tlog, PrintBeforeInitAndBadPaths)
 {
-    EXPECT_EQ(Printed([] { Print(0, "x"); }), kNoFile);
-    int result = 0;
-    EXPECT_EQ(Printed([&] { result = Zor_Log_Init_T(const_cast<char *>(""), 0, 10, 4); }), kBadName);
-    EXPECT_EQ(result, -1);
-    EXPECT_EQ(Printed([&] { result = Zor_Log_Init_T(nullptr, 0, 10, 4); }), kBadName);
-    EXPECT_EQ(result, -1);
+    EXPECT_EQ(Print(0, {"x"}), kNoFile);
+    const std::string bad_name = "\xCE\xC4\xBC\xFE\xC3\xFB\xB3\xF6\xB4\xED\n-1";
+    EXPECT_EQ(Init("") + Init(nullptr), bad_name + bad_name);
     TempDir dir;
-    std::string missing = dir.file("no/such.log");
-    EXPECT_EQ(Printed([&] { result = Zor_Log_Init_T(missing.data(), 0, 10, 4); }), kOpenFailed);
-    EXPECT_EQ(result, -1);
-    EXPECT_EQ(logfile, nullptr);
-    EXPECT_STREQ(file, missing.c_str());
+    EXPECT_EQ(Init(dir.file("no/such.log").c_str()), "\xB4\xF2\xBF\xAA\xCE\xC4\xBC\xFE\xB3\xF6\xB4\xED\n-1");
 }
 
-TEST(Tlog, LineFormatAndTerminalCopy)
+TEST(Tlog, LinesLevelsEmptyingAndReopening)
 {
     TempDir dir;
-    std::string path = dir.file("t.log");
-    testing_support::WriteFile(path, "old\n");
-    ASSERT_EQ(Zor_Log_Init_T(path.data(), 1, 1000, 4), 1);
-    EXPECT_EQ(realtime_printf, 1);
-    EXPECT_EQ(gt_log_max, 1000);
-    EXPECT_EQ(log_level, 4);
-    std::string printed = Printed([] { Print(2, "hello world"); });
-    EXPECT_TRUE(std::regex_match(printed, std::regex("<Sys_I  : [A-Z][a-z]{2} [ 123][0-9] \\d\\d:\\d\\d:\\d\\d> "
-                                                     "hello world\n")))
-        << printed;
-    EXPECT_EQ(ReadFile(path), "old\n" + printed);  // appended, byte for byte as printed
-    realtime_printf = 0;
-    EXPECT_EQ(Printed([] { Print(0, "quiet"); }), "");
-    EXPECT_NE(ReadFile(path).find("<Error  : "), std::string::npos);
-}
-
-TEST(Tlog, LevelsAboveTheSettingOrOutsideTheTableAreIgnored)
-{
-    TempDir dir;
-    std::string path = dir.file("t.log");
-    ASSERT_EQ(Zor_Log_Init_T(path.data(), 0, 1000, 2), 1);
+    std::string path = dir.file("t.log"), printed;
+    WriteFile(path, "old\n");
+    ASSERT_EQ(Init(path.c_str(), 1, 1000, 3), "1");
     for (int level = -1; level <= 5; level++)
-        Print(level, std::to_string(level).c_str());
-    EXPECT_EQ(Messages(path), "0;1;2;");
-    log_level = 100;
-    Print(5, "five");
-    Print(-1, "minus");
-    Print(4, "four");
-    EXPECT_EQ(Messages(path), "0;1;2;four;");
-    EXPECT_NE(ReadFile(path).find("<Debug  : "), std::string::npos);
-    EXPECT_NE(ReadFile(path).find("<Warn   : "), std::string::npos);
-}
+        printed += Print(level, {std::to_string(level)});
+    EXPECT_EQ(Lines(path), "old\n<Error  : T> 0\n<Warn   : T> 1\n<Sys_I  : T> 2\n<Mod_I  : T> 3\n");
+    EXPECT_EQ("old\n" + printed, ReadFile(path));  // appended, byte for byte as printed
+    realtime_printf = 0;
+    log_level = 100;  // 5 stays outside the table
+    WriteFile(path, "");
+    EXPECT_EQ(Print(4, {"4"}) + Print(5, {"5"}), "");
+    EXPECT_EQ(Lines(path), "<Debug  : T> 4\n");
 
-TEST(Tlog, FileIsEmptiedAfterGtLogMaxLines)
-{
-    TempDir dir;
-    std::string path = dir.file("t.log");
-    testing_support::WriteFile(path, "before\n");
-    ASSERT_EQ(Zor_Log_Init_T(path.data(), 0, 0, 4), 1);
-    Print(1, "a");  // limit 0: every line empties first; the counter is now 1
-    EXPECT_EQ(Messages(path), "a;");
-    Print(1, "b");
-    EXPECT_EQ(Messages(path), "b;");
+    ASSERT_EQ(Init(path.c_str()), "1");
+    Print(0, {"a", "b"});  // limit 0: every line empties the file first; the counter is then 1
     gt_log_max = 3;
-    Print(1, "c");
-    Print(1, "d");
-    EXPECT_EQ(Messages(path), "b;c;d;");
-    Print(1, "e");  // fourth line since the emptying
-    EXPECT_EQ(Messages(path), "e;");
-    Print(1, "f");
-    Print(1, "g");
-    Print(1, "h");
-    EXPECT_EQ(Messages(path), "h;");
-}
+    Print(0, {"c", "d"});
+    EXPECT_EQ(Lines(path), "<Error  : T> b\n<Error  : T> c\n<Error  : T> d\n");
+    Print(0, {"e"});  // the fourth line since the emptying
 
-TEST(Tlog, FailedReopenLeavesNoHandle)
-{
-    TempDir dir;
-    std::string path = dir.file("t.log");
-    ASSERT_EQ(Zor_Log_Init_T(path.data(), 0, 0, 4), 1);
-    std::string missing = dir.file("gone/t.log");
-    strcpy(file, missing.c_str());
-    EXPECT_EQ(Printed([] { Print(0, "lost"); }), "");
-    EXPECT_EQ(logfile, nullptr);
-    EXPECT_EQ(Printed([] { Print(0, "lost"); }), kNoFile);
-    ASSERT_EQ(Zor_Log_Init_T(path.data(), 0, 10, 4), 1);  // a fresh start works again
-    Print(0, "back");
-    EXPECT_EQ(Messages(path), "back;");
+    strcpy(file, dir.file("gone/t.log").c_str());
+    EXPECT_EQ(Print(0, {"f", "g", "h"}), "");  // the third line fails to empty the file: no handle left
+    EXPECT_EQ(Print(0, {"lost"}), kNoFile);
+    ASSERT_EQ(Init(path.c_str(), 0, 10), "1");  // a fresh start works again
+    Print(0, {"back"});
+    EXPECT_EQ(Lines(path), "<Error  : T> e\n<Error  : T> f\n<Error  : T> g\n<Error  : T> back\n");
 }
