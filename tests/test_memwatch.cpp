@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <regex>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,6 +16,13 @@ namespace {
 
 const std::string kPtr = "0x[0-9a-f]+";
 
+MW_STATS Stats()
+{
+    MW_STATS now;
+    mwStatistics(&now);
+    return now;
+}
+
 // Every test logs into its own temporary file and leaves no block behind.
 class Memwatch : public ::testing::Test {
 protected:
@@ -25,24 +32,13 @@ protected:
         start_ = Stats();
     }
 
-    static MW_STATS Stats()
-    {
-        MW_STATS now;
-        mwStatistics(&now);
-        return now;
-    }
-
     // The number of log lines that match pattern after their pid prefix.
     int Count(const std::string &pattern, const std::string &path = "") const
     {
-        std::istringstream log(testing_support::ReadFile(path.empty() ? log_ : path));
-        std::regex line_re("memwatch\\[\\d+\\] " + pattern);
-        int n = 0;
-        for (std::string line; std::getline(log, line);)
-            n += std::regex_match(line, line_re);
-        return n;
+        std::string log = testing_support::ReadFile(path.empty() ? log_ : path);
+        std::regex line_re("memwatch\\[\\d+\\] (?:" + pattern + ")\n");
+        return static_cast<int>(std::distance(std::sregex_iterator(log.begin(), log.end(), line_re), {}));
     }
-
     std::string Log() const { return testing_support::ReadFile(log_); }
 
     testing_support::TempDir dir_;
@@ -54,7 +50,7 @@ protected:
 
 TEST_F(Memwatch, AllocatesLikeTheCLibraryAndCounts)
 {
-    auto a = static_cast<unsigned char *>(mwMalloc(10, "a.c", 1));
+    auto a = static_cast<char *>(mwMalloc(10, "a.c", 1));
     auto b = static_cast<unsigned char *>(mwCalloc(4, 8, "a.c", 2));
     char *c = mwStrdup("text", "a.c", 3);
     ASSERT_TRUE(a && b && c);
@@ -62,11 +58,8 @@ TEST_F(Memwatch, AllocatesLikeTheCLibraryAndCounts)
     EXPECT_EQ(std::vector<unsigned char>(b, b + 32), std::vector<unsigned char>(32, 0));
     EXPECT_STREQ(c, "text");
     memcpy(a, "0123456789", 10);
-    a = static_cast<unsigned char *>(mwRealloc(a, 1000, "a.c", 4));
-    ASSERT_NE(a, nullptr);
-    EXPECT_EQ(std::string(reinterpret_cast<char *>(a), 10), "0123456789");
-    a = static_cast<unsigned char *>(mwRealloc(a, 3, "a.c", 5));
-    EXPECT_EQ(std::string(reinterpret_cast<char *>(a), 3), "012");
+    a = static_cast<char *>(mwRealloc(mwRealloc(a, 1000, "a.c", 4), 3, "a.c", 5));
+    EXPECT_EQ(std::string(a, 3), "012");
     MW_STATS now = Stats();
     EXPECT_EQ(now.allocations - start_.allocations, 3u); // a reallocation keeps its block
     EXPECT_EQ(now.blocks_in_use - start_.blocks_in_use, 3u);
@@ -79,10 +72,8 @@ TEST_F(Memwatch, AllocatesLikeTheCLibraryAndCounts)
     EXPECT_EQ(Count(line), 1) << Log();
 
     EXPECT_EQ(mwRealloc(mwRealloc(nullptr, 7, "a.c", 6), 0, "a.c", 7), nullptr);
-    mwFree(a, "a.c", 8);
-    mwFree(b, "a.c", 9);
-    mwFree(c, "a.c", 10);
-    mwFree(nullptr, "a.c", 11);
+    for (void *p : std::vector<void *>{a, b, c, nullptr})
+        mwFree(p, "a.c", 8);
     now = Stats();
     EXPECT_EQ(now.allocations - start_.allocations, 4u);
     EXPECT_EQ(now.frees - start_.frees, 4u);
@@ -108,9 +99,9 @@ TEST_F(Memwatch, DoubleFreesAndUnknownPointersAreReportedAndLeftAlone)
     EXPECT_EQ(Stats().frees - start_.frees, 1u);
 
     // Once its address is handed out again, the pointer is a live block.
-    std::vector<void *> blocks;
-    for (int i = 0; i < 64; i++)
-        blocks.push_back(mwMalloc(24, "df.c", 20));
+    std::vector<void *> blocks(64);
+    for (void *&b : blocks)
+        b = mwMalloc(24, "df.c", 20);
     for (void *b : blocks)
         mwFree(b, "df.c", 21);
     EXPECT_EQ(Count("double free: .*"), 1);
@@ -125,10 +116,10 @@ TEST_F(Memwatch, WritesPastEitherEndAreFound)
     under[-1] = 'y';
     memset(clean, 'z', 8);
     EXPECT_EQ(mwCheck("ov.c", 40), 2);
-    const std::string found = "found at ov\\.c:40";
-    EXPECT_EQ(Count("overrun: 16-byte block " + kPtr + " allocated at ov\\.c:30, written past its end, " + found), 1)
-        << Log();
-    EXPECT_EQ(Count("underrun: 5-byte block " + kPtr + " allocated at ov\\.c:31, written before its start, " + found), 1);
+    EXPECT_EQ(Count("overrun: 16-byte block " + kPtr + " allocated at ov\\.c:30, written past its end, found at ov\\.c:40"),
+              1) << Log();
+    EXPECT_EQ(Count("underrun: 5-byte block " + kPtr + " allocated at ov\\.c:31, written before its start, found at ov\\.c:40"),
+              1);
     mwFree(over, "ov.c", 41);
     under = static_cast<char *>(mwRealloc(under, 50, "ov.c", 42));
     EXPECT_EQ(Count("overrun: .* found at ov\\.c:41"), 1);
@@ -154,33 +145,25 @@ TEST_F(Memwatch, BlocksStillAllocatedAreReportedOnRequestAndAtExit)
     EXPECT_EQ(Count("block: 2 bytes at " + kPtr + " allocated at rep2\\.c:51"), 1);
     EXPECT_EQ(Count("report at rep\\.c:63: 0 blocks, 0 bytes allocated"), 1);
 
-    EXPECT_EXIT(
-        {
-            mwMalloc(77, "exit.c", 70);
-            exit(0);
-        },
-        ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT((mwMalloc(77, "exit.c", 70), exit(0)), ::testing::ExitedWithCode(0), "");
     EXPECT_EQ(Count("at exit: 1 blocks, 77 bytes still allocated"), 1) << Log();
     EXPECT_EQ(Count("block: 77 bytes at " + kPtr + " allocated at exit\\.c:70"), 1);
 }
 
-TEST_F(Memwatch, LogFileAndItsDirectory)
+TEST_F(Memwatch, LogFileAndImpossibleSizes)
 {
     std::string nested = dir_.file("sub/mw.log");
-    ASSERT_EQ(mwSetLogFile(nested.c_str()), 0);
+    ASSERT_EQ(mwSetLogFile(nested.c_str()), 0); // the directory is created
     EXPECT_EQ(mwSetLogFile(std::string(4096, 'a').c_str()), -1);
     mwFree(&nested, "dir.c", 80);
     EXPECT_EQ(Count("free of unknown pointer: " + kPtr + " at dir\\.c:80", nested), 1);
-
     // A file that cannot be opened: the finding goes to standard output.
     ASSERT_EQ(mwSetLogFile(dir_.file("no/such/dir/mw.log").c_str()), 0);
     std::string printed = testing_support::Printed([&] { mwFree(&nested, "dir.c", 82); });
-    std::regex expected("memwatch\\[\\d+\\] free of unknown pointer: " + kPtr + " at dir\\.c:82\n");
-    EXPECT_TRUE(std::regex_match(printed, expected)) << printed;
-}
+    EXPECT_TRUE(std::regex_match(printed, std::regex("memwatch\\[\\d+\\] free of unknown pointer: " + kPtr +
+                                                     " at dir\\.c:82\n"))) << printed;
 
-TEST_F(Memwatch, ImpossibleSizesFailCleanly)
-{
+    ASSERT_EQ(mwSetLogFile(log_.c_str()), 0);
     EXPECT_EQ(mwMalloc(SIZE_MAX - 8, "big.c", 90), nullptr);
     EXPECT_EQ(mwCalloc(SIZE_MAX / 2, 3, "big.c", 91), nullptr);
     void *p = mwMalloc(4, "big.c", 92);
@@ -192,25 +175,20 @@ TEST_F(Memwatch, ImpossibleSizesFailCleanly)
 
 TEST_F(Memwatch, ThreadsShareOneConsistentRecord)
 {
-    constexpr int kThreads = 4, kRounds = 2000;
+    constexpr int kRounds = 2000;
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; t++)
+    for (int t = 0; t < 4; t++)
         threads.emplace_back([] {
-            std::vector<void *> held;
-            for (int i = 0; i < kRounds; i++) {
-                held.push_back(mwRealloc(mwMalloc(static_cast<size_t>(i % 64), "thr.c", 100), 80, "thr.c", 101));
-                if (held.size() > 16) {
-                    mwFree(held.front(), "thr.c", 102);
-                    held.erase(held.begin());
-                }
+            void *held[16] = {};
+            for (int i = 0; i < kRounds + 16; i++) {
+                mwFree(held[i % 16], "thr.c", 102);
+                held[i % 16] = i < kRounds ? mwRealloc(mwMalloc(i % 64u, "thr.c", 100), 80, "thr.c", 101) : nullptr;
             }
-            for (void *p : held)
-                mwFree(p, "thr.c", 103);
         });
     for (auto &t : threads)
         t.join();
     MW_STATS now = Stats();
-    EXPECT_EQ(now.allocations - start_.allocations, static_cast<unsigned long long>(kThreads * kRounds));
+    EXPECT_EQ(now.allocations - start_.allocations, 4ull * kRounds);
     EXPECT_EQ(now.frees - start_.frees, now.allocations - start_.allocations);
     EXPECT_EQ(now.bytes_in_use, start_.bytes_in_use);
     EXPECT_EQ(mwCheck("thr.c", 104), 0);
