@@ -12,17 +12,17 @@ using V = std::vector<std::string>;
 
 char *S(const char *s) { return const_cast<char *>(s); }
 
-// Every result of repeated calls to tok over a copy of text, each with the
-// cursor's remaining text.
+// The results of calling tok over a copy of text until it gives NULL, each
+// with the cursor's remaining text.
 template <typename Tok>
-V Tokens(std::string text, Tok tok, int calls)
+V Tokens(std::string text, Tok tok)
 {
-    char *cursor = text.data();
+    char *cursor = text.data(), *t = nullptr;
     V out;
-    for (int i = 0; i < calls; i++) {
-        char *t = tok(&cursor);
+    do {
+        t = tok(&cursor);
         out.push_back((t ? t : "(null)") + std::string("|") + cursor);
-    }
+    } while (t != nullptr && out.size() < 10);
     return out;
 }
 
@@ -31,28 +31,23 @@ V Tokens(std::string text, Tok tok, int calls)
 TEST(Str, Tokenisers)
 {
     auto semi = [](char **c) { return Str_Tok(c, S(";")); };
-    EXPECT_EQ(Tokens("a;b", semi, 3), (V{"a|b", "b|", "(null)|"}));
-    EXPECT_EQ(Tokens(";a", semi, 2), (V{";a|a", "a|"})); // a leading delimiter is kept
-    EXPECT_EQ(Tokens("a;;b", semi, 4), (V{"a|;b", ";b|b", "b|", "(null)|"}));
-    EXPECT_EQ(Tokens("x\r\ny", [](char **c) { return Str_Tok(c, S("\r\n")); }, 2), (V{"x|y", "y|"}));
-
+    EXPECT_EQ(Tokens(";a", semi), (V{";a|a", "a|", "(null)|"})); // a leading delimiter is kept
+    EXPECT_EQ(Tokens("a;;b", semi), (V{"a|;b", ";b|b", "b|", "(null)|"}));
+    EXPECT_EQ(Tokens("x\r\ny", [](char **c) { return Str_Tok(c, S("\r\n")); }), (V{"x|y", "y|", "(null)|"}));
     auto two = [](char **c) { return Str_Two_Tok(c, S("<a>"), S("</a>")); };
-    EXPECT_EQ(Tokens("x<a>y</a>z", two, 2), (V{"y|z", "(null)|z"}));
-    EXPECT_EQ(Tokens("<a></a>", two, 1), (V{"|"})); // an empty token is returned
-    EXPECT_EQ(Tokens("x<a>y", two, 1), (V{"(null)|x<a>y"}));
+    EXPECT_EQ(Tokens("x<a>y</a>z<a></a>", two), (V{"y|z<a></a>", "|", "(null)|"})); // an empty token counts
+    EXPECT_EQ(Tokens("x<a>y", two), (V{"(null)|x<a>y"}));
 
     char text[] = "a;b";
     char *cursor = text, *none = nullptr;
-    EXPECT_EQ(Str_Tok(nullptr, S(";")), nullptr);
-    EXPECT_EQ(Str_Tok(&none, S(";")), nullptr);
-    EXPECT_EQ(Str_Tok(&cursor, nullptr), nullptr);
-    EXPECT_EQ(Str_Tok(&cursor, S("")), nullptr);
-    EXPECT_EQ(Str_Two_Tok(&cursor, S(""), S(";")), nullptr);
+    for (char *t : {Str_Tok(nullptr, S(";")), Str_Tok(&none, S(";")), Str_Tok(&cursor, nullptr),
+                    Str_Tok(&cursor, S("")), Str_Two_Tok(&cursor, S(""), S(";"))})
+        EXPECT_EQ(t, nullptr);
     EXPECT_EQ(cursor, text);
 
     const std::pair<const char *, int> seq[] = {{"a,b,c", 3}, {"abc", 1}, {",,", 3}, {"", 0}, {nullptr, 0}};
-    for (auto [str, n] : seq)
-        EXPECT_EQ(Str_Seq_Num(S(str), S(",")), n) << (str ? str : "NULL");
+    for (auto &c : seq)
+        EXPECT_EQ(Str_Seq_Num(S(c.first), S(",")), c.second) << (c.first ? c.first : "NULL");
     EXPECT_EQ(Str_Seq_Num(S("aaaa"), S("aa")), 3); // non-overlapping
     EXPECT_EQ(Str_Seq_Num(text, S("")), 0);
 }
@@ -62,7 +57,6 @@ TEST(Str, CaseFoldingAndThe999ByteBound)
     char text[] = "abz{AZ`\xE1";
     EXPECT_EQ(Str_Uppercase(text), 0);
     EXPECT_STREQ(text, "ABZ{AZ`\xE1");
-    EXPECT_EQ(Str_Cmp_NoCase(S("Abc"), S("aBC")), 0);
     EXPECT_EQ(Str_N_Cmp_NoCase(S("abcd"), S("ABCE"), 3), 0);
     EXPECT_LT(Str_Cmp_NoCase(S("abc"), S("ABD")), 0);
     EXPECT_NE(Str_Cmp_NoCase(S("{"), S("[")), 0); // not letters: no folding
@@ -76,22 +70,15 @@ TEST(Str, CaseFoldingAndThe999ByteBound)
     EXPECT_GT(Str_Cmp_NoCase(huge.data(), S("Q")), 0);
 }
 
-TEST(Str, CopiesConversionsAndNullResults)
+TEST(Str, CopiesAndNullResults)
 {
-    char dest[16] = "zzzzzzzz";
-    const int as_int = static_cast<int>(reinterpret_cast<uintptr_t>(dest));
-    EXPECT_EQ(Str_N_Copy(dest, S("abcdef"), 3), as_int);
+    char dest[16] = "zzzzzzzz", x[] = "x";
+    EXPECT_EQ(Str_N_Copy(dest, S("abcdef"), 3), static_cast<int>(reinterpret_cast<uintptr_t>(dest)));
     EXPECT_STREQ(dest, "abczzzzz"); // no terminator added
-    EXPECT_EQ(Str_Copy(dest, S("ab")), as_int);
-    EXPECT_EQ(Str_N_Cat(dest, S("cdef"), 2), as_int);
-    EXPECT_STREQ(dest, "abcd");
-    EXPECT_EQ(Str_Atoi(S(" 42x")), 42);
-    EXPECT_EQ(Str_Atol(S("-7")), -7L);
     char *copy = Str_Alloc(dest);
-    EXPECT_STREQ(copy, "abcd");
+    EXPECT_STREQ(copy, "abczzzzz");
     free(copy);
 
-    char x[] = "x";
     int i = 0;
     for (int rc : {Str_Len(nullptr), Str_Atoi(nullptr), Str_Cmp(nullptr, x), Str_N_Cmp(x, nullptr, 1),
                    Str_Cmp_NoCase(nullptr, x), Str_N_Cmp_NoCase(x, nullptr, 1), Str_Copy(nullptr, x),
