@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -44,16 +43,13 @@ protected:
 TEST(Fifo, QueueAndStackOrderAndResults)
 {
     FIFOH q = Fifo_Allocate(2), s = Fifo_Allocate(2);
-    for (int i = 0; i < 30; i++) // the capacity is never enforced
-        EXPECT_EQ(Fifo_Push(q, i < 3 ? L{A, B, C}[i] : X), i + 1);
-    EXPECT_EQ(Fifo_GetMaxCount(q), 2);
-    for (char *p : {A, B, C})
-        EXPECT_EQ(Fifo_Add(s, p), 1);
-    EXPECT_EQ(Fifo_Step_Get_Now(s), C); // the new head is current
-    for (char *p : {A, B, C})
-        EXPECT_EQ(Fifo_Pull(q), p);
-    for (char *p : {C, B, A, static_cast<char *>(nullptr)})
-        EXPECT_EQ(Fifo_Pull(s), p);
+    // The capacity is never enforced; Add makes the new head current.
+    EXPECT_EQ((std::vector<int>{Fifo_Push(q, A), Fifo_Push(q, B), Fifo_Push(q, C), Fifo_GetMaxCount(q), Fifo_Add(s, A),
+                                Fifo_Add(s, B), Fifo_Add(s, C)}),
+              (std::vector<int>{1, 2, 3, 2, 1, 1, 1}));
+    EXPECT_EQ(Fifo_Step_Get_Now(s), C);
+    EXPECT_EQ((L{Fifo_Pull(q), Fifo_Pull(q), Fifo_Pull(q), Fifo_Pull(s), Fifo_Pull(s), Fifo_Pull(s), Fifo_Pull(s)}),
+              (L{A, B, C, C, B, A, nullptr}));
     EXPECT_EQ(Fifo_GetCount(s), 0);
     Fifo_FreeEx(q);
     Fifo_FreeEx(s);
@@ -73,24 +69,20 @@ TEST(Fifo, NullHandles)
     EXPECT_EQ(after.rfind("fifo Fifo_Insert_Afternow() line ", 0), 0u) << after;
     EXPECT_EQ(after.substr(after.size() - 6), " erro\n");
     EXPECT_EQ(Printed([] {
-                  for (int rc : {Fifo_GetCount(nullptr), Fifo_GetMaxCount(nullptr), Fifo_Index_Insert(nullptr, 0, A)})
-                      EXPECT_EQ(rc, -1);
-                  for (void *p : {Fifo_Step_Get_First(nullptr), Fifo_Step_Next(nullptr), Fifo_Step_Del_Now(nullptr),
-                                  Fifo_Index_Get(nullptr, 0), Fifo_Index_Del(nullptr, 0)})
-                      EXPECT_EQ(p, nullptr);
+                  EXPECT_EQ((std::vector<int>{Fifo_GetCount(nullptr), Fifo_GetMaxCount(nullptr),
+                                              Fifo_Index_Insert(nullptr, 0, A)}), std::vector<int>(3, -1));
+                  EXPECT_EQ((L{Fifo_Step_Get_First(nullptr), Fifo_Step_Next(nullptr), Fifo_Step_Del_Now(nullptr),
+                               Fifo_Index_Get(nullptr, 0), Fifo_Index_Del(nullptr, 0)}), L(5, nullptr));
               }),
               "");
 }
 
 TEST_F(AbcList, StepWalkAndDeleteNow)
 {
-    EXPECT_EQ(Fifo_Step_Get_First(list), A);
-    EXPECT_EQ(Fifo_Step_Del_Now(list), A);
-    EXPECT_EQ(Fifo_Step_Get_Now(list), B); // the cursor moved on to the successor
-    EXPECT_EQ(Fifo_Step_Next(list), C);
-    EXPECT_EQ(Fifo_Step_Del_Now(list), C); // the tail
-    EXPECT_EQ(Fifo_Step_Get_Now(list), nullptr);
-    EXPECT_EQ(Fifo_Step_Del_Now(list), nullptr);
+    // Deleting moves the cursor on to the successor; deleting the tail clears it.
+    EXPECT_EQ((L{Fifo_Step_Get_First(list), Fifo_Step_Del_Now(list), Fifo_Step_Get_Now(list), Fifo_Step_Next(list),
+                 Fifo_Step_Del_Now(list), Fifo_Step_Get_Now(list), Fifo_Step_Del_Now(list)}),
+              (L{A, A, B, C, C, nullptr, nullptr}));
     EXPECT_EQ(Fifo_Push(list, X), 2);
     EXPECT_EQ(Contents(), (L{B, X}));
     EXPECT_EQ(Rec()->tail->pdata, X);
@@ -109,20 +101,18 @@ TEST_F(AbcList, Indexing)
         EXPECT_EQ(Printed([&] { EXPECT_EQ(Fifo_Index_Get(list, bad), nullptr); }),
                   "\xBC\xEC\xB2\xE9\xB6\xD3\xC1\xD0\xC6\xAB\xD2\xC6\xC1\xBF\n");
     EXPECT_EQ(Fifo_Step_Get_Now(list), B);
-    EXPECT_EQ(Fifo_Index_Del(list, 3), nullptr);
-    EXPECT_EQ(Fifo_Step_Get_Now(list), nullptr); // cleared even though nothing was removed
-    EXPECT_EQ(Fifo_Index_Del(list, 2), C);
-    EXPECT_EQ(Fifo_Index_Del(list, 0), A);
-    EXPECT_EQ(Fifo_Step_Get_Now(list), B); // index 0 pulls, the cursor lands on the new head
+    // A miss still clears the cursor; index 0 pulls and the cursor lands on the new head.
+    EXPECT_EQ((L{Fifo_Index_Del(list, 3), Fifo_Step_Get_Now(list), Fifo_Index_Del(list, 2), Fifo_Index_Del(list, 0),
+                 Fifo_Step_Get_Now(list)}),
+              (L{nullptr, nullptr, C, A, B}));
 
     EXPECT_EQ(Fifo_Index_Insert(list, 0, X), 1); // X B, through Fifo_Add
     EXPECT_EQ(Fifo_Step_Get_Now(list), X);
-    EXPECT_EQ(Fifo_Index_Insert(list, 1, A), 0); // X A B
-    EXPECT_EQ(Fifo_Index_Insert(list, 3, C), 4); // X A B C, through Fifo_Push
-    EXPECT_EQ(Fifo_Index_Insert(list, 5, X), -1);
+    EXPECT_EQ((std::vector<int>{Fifo_Index_Insert(list, 1, A), Fifo_Index_Insert(list, 3, C),
+                                Fifo_Index_Insert(list, 5, X)}),
+              (std::vector<int>{0, 4, -1})); // X A B C: the middle, then through Fifo_Push, then a miss
     EXPECT_EQ(Fifo_Index_Del(list, -1), X);
     EXPECT_EQ(Contents(), (L{A, B, C}));
-    EXPECT_EQ(Rec()->tail->pdata, C);
 
     Fifo_Step_Get_First(list);
     EXPECT_EQ(Fifo_Insert_Afternow(list, X), 1);
