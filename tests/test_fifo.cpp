@@ -16,27 +16,22 @@ char A[] = "a", B[] = "b", C[] = "c", X[] = "x";
 using L = std::vector<void *>;
 
 // A list holding a, b, c pushed in that order.
-class AbcList : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        for (char *p : {A, B, C})
-            Fifo_Push(list, p);
-    }
-    void TearDown() override { EXPECT_EQ(Fifo_FreeEx(list), 1); }
-
-    // The payloads from head to tail (leaves no cell current).
-    L Contents()
-    {
-        L out;
-        for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list))
-            out.push_back(p);
-        return out;
-    }
-    pFIFO Rec() { return static_cast<pFIFO>(list); }
-
+FIFOH Abc()
+{
     FIFOH list = Fifo_Allocate(10);
-};
+    return Fifo_Push(list, A), Fifo_Push(list, B), Fifo_Push(list, C), list;
+}
+
+// The payloads from head to tail (leaves no cell current).
+L Contents(FIFOH list)
+{
+    L out;
+    for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list))
+        out.push_back(p);
+    return out;
+}
+
+void *TailOf(FIFOH list) { return static_cast<pFIFO>(list)->tail->pdata; }
 
 } // namespace
 
@@ -77,25 +72,29 @@ TEST(Fifo, NullHandles)
               "");
 }
 
-TEST_F(AbcList, StepWalkAndDeleteNow)
+TEST(Fifo, StepWalkAndDeleteNow)
 {
+    FIFOH list = Abc();
     // Deleting moves the cursor on to the successor; deleting the tail clears it.
     EXPECT_EQ((L{Fifo_Step_Get_First(list), Fifo_Step_Del_Now(list), Fifo_Step_Get_Now(list), Fifo_Step_Next(list),
                  Fifo_Step_Del_Now(list), Fifo_Step_Get_Now(list), Fifo_Step_Del_Now(list)}),
               (L{A, A, B, C, C, nullptr, nullptr}));
     EXPECT_EQ(Fifo_Push(list, X), 2);
-    EXPECT_EQ(Contents(), (L{B, X}));
-    EXPECT_EQ(Rec()->tail->pdata, X);
+    EXPECT_EQ(Contents(list), (L{B, X}));
+    EXPECT_EQ(TailOf(list), X);
 
     for (Fifo_Step_Get_First(list); Fifo_Step_Get_Now(list) != nullptr;)
         Fifo_Step_Del_Now(list);
-    EXPECT_TRUE(Fifo_GetCount(list) == 0 && Rec()->head == nullptr && Rec()->tail == nullptr);
+    EXPECT_TRUE(Fifo_GetCount(list) == 0 && static_cast<pFIFO>(list)->head == nullptr &&
+                static_cast<pFIFO>(list)->tail == nullptr);
     EXPECT_EQ(Fifo_Push(list, X), 1);
     EXPECT_EQ(Fifo_Step_Get_Now(list), X); // a push into an empty list makes it current
+    EXPECT_EQ(Fifo_FreeEx(list), 1);
 }
 
-TEST_F(AbcList, Indexing)
+TEST(Fifo, Indexing)
 {
+    FIFOH list = Abc();
     EXPECT_EQ(Fifo_Index_Get(list, 1), B);
     for (int bad : {3, -1}) // "offset out of range"; the cursor stays
         EXPECT_EQ(Printed([&] { EXPECT_EQ(Fifo_Index_Get(list, bad), nullptr); }),
@@ -112,15 +111,16 @@ TEST_F(AbcList, Indexing)
                                 Fifo_Index_Insert(list, 5, X)}),
               (std::vector<int>{0, 4, -1})); // X A B C: the middle, then through Fifo_Push, then a miss
     EXPECT_EQ(Fifo_Index_Del(list, -1), X);
-    EXPECT_EQ(Contents(), (L{A, B, C}));
+    EXPECT_EQ(Contents(list), (L{A, B, C}));
 
     Fifo_Step_Get_First(list);
     EXPECT_EQ(Fifo_Insert_Afternow(list, X), 1);
     EXPECT_EQ(Fifo_Step_Get_Now(list), A); // the cursor stays
-    EXPECT_EQ(Contents(), (L{A, X, B, C}));
+    EXPECT_EQ(Contents(list), (L{A, X, B, C}));
     EXPECT_EQ(Fifo_Insert_Afternow(list, X), 1); // no cell current: appends
-    EXPECT_EQ(Rec()->tail->pdata, X);
+    EXPECT_EQ(TailOf(list), X);
     EXPECT_EQ(Fifo_GetCount(list), 5);
+    EXPECT_EQ(Fifo_FreeEx(list), 1);
 }
 
 TEST(Fifo, EmptyListIndexingAndFreeOwnership)

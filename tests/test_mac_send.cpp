@@ -4,14 +4,10 @@
 #include <linux/if_ether.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "test_support.h"
 
@@ -86,28 +82,24 @@ Bytes capture_udp(int fd, int dst_port)
 
 } // namespace
 
-TEST(MacSend, TextConversions)
+// Valid texts, mixed case included, are what the loopback frame is built from.
+TEST(MacSend, TextConversionsStayInBounds)
 {
-    EXPECT_EQ(atoh("1") + atoh("fF") * 256 + atoh("A0") * 65536, 0xA0FF01);
-    EXPECT_EQ(Printed([] { EXPECT_EQ(atoh("") + atoh("123") + atoh(nullptr), 0); }), "");
-    const std::pair<const char *, const char *> bad[] = {{"g", "error 1\n"}, {"x1", "error 1\n"}, {"1G", "error 2\n"}};
-    for (auto &c : bad)
-        EXPECT_EQ(Printed([&] { EXPECT_EQ(atoh(c.first), 0); }), c.second) << c.first;
-
+    EXPECT_EQ(Printed([] {
+                  EXPECT_EQ((Bytes{atoh("fF"), atoh(""), atoh("123"), atoh(nullptr), atoh("g"), atoh("x1"), atoh("1G")}),
+                            (Bytes{0xFF, 0, 0, 0, 0, 0, 0}));
+              }), "error 1\nerror 1\nerror 2\n");
     auto mac_of = [](const char *text) { Bytes mac(8, 9); SetMacFrmStr(mac.data(), text); return mac; };
-    EXPECT_EQ(Printed([&] {
-                  EXPECT_EQ(mac_of("FF:ff:0a:1B:00:7f"), (Bytes{0xFF, 0xFF, 0x0A, 0x1B, 0x00, 0x7F, 9, 9}));
-                  EXPECT_EQ(mac_of("01-02-03-04-05-06"), (Bytes{0, 9, 9, 9, 9, 9, 9, 9})); // one piece, no byte
-                  EXPECT_EQ(mac_of("1:2:3:4:5:6:7:8:9"), (Bytes{1, 2, 3, 4, 5, 6, 9, 9}));
-              }),
-              "");
+    EXPECT_EQ(mac_of("1:2:3:4:5:6:7:8:9"), (Bytes{1, 2, 3, 4, 5, 6, 9, 9})); // nine pieces, six bytes
+    // Hyphens make one 17-character piece, which is no byte: only the first becomes 0.
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(mac_of("01-02-03-04-05-06"), (Bytes{0, 9, 9, 9, 9, 9, 9, 9})); }), "");
     EXPECT_EQ(Printed([&] { mac_of("FF:FF:FF:FF:FF"); SetMacFrmStr(nullptr, "FF:FF:FF:FF:FF:FF"); }),
               "error input\nerror input\n");
-
-    auto ip_of = [](std::string text) { Bytes ip(6, 7); SetIpFrmStr(ip.data(), text.data()); return ip; };
-    EXPECT_EQ(ip_of("192.168.1.300"), (Bytes{192, 168, 1, 300 & 0xFF, 7, 7}));
-    EXPECT_EQ(ip_of("-1.2.3.4.5.6"), (Bytes{0xFF, 2, 3, 4, 7, 7}));
-    EXPECT_EQ(Printed([&] { SetIpFrmStr(ip_of("").data(), nullptr); }), "error input srcIp\n");
+    Bytes ip(6, 7);
+    char extra[] = "-1.2.3.300.5.6";
+    SetIpFrmStr(ip.data(), extra);
+    EXPECT_EQ(ip, (Bytes{0xFF, 2, 3, 300 & 0xFF, 7, 7}));
+    EXPECT_EQ(Printed([&] { SetIpFrmStr(ip.data(), nullptr); }), "error input srcIp\n");
 }
 
 TEST(MacSend, HeaderChecksumsAndRefusals)
@@ -151,11 +143,9 @@ TEST(MacSend, HeaderChecksumsAndRefusals)
         {unknown, mac, text, no_if}};
     for (auto &c : cases)
         EXPECT_EQ(Printed([&] { EXPECT_EQ(SndToMac(c.eth, c.dst, c.buf, 1, 2), -1); }), c.printed);
-    char ip[50] = "untouched", hw[50] = "untouched";
+    char ip[50] = "untouched", hw[50] = "untouched"; // lo's own are in the loopback frame
     GetSrcIpMac(ip, hw, unknown);
     EXPECT_EQ(std::string(ip) + hw, "untoucheduntouched");
-    GetSrcIpMac(ip, hw, lo);
-    EXPECT_EQ(std::string(ip) + " " + hw, "127.0.0.1 00:00:00:00:00:00");
 }
 
 // Sends on "lo", captures the frame, checks every field and both checksums,
