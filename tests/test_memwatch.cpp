@@ -87,7 +87,7 @@ TEST_F(Memwatch, AllocatesLikeTheCLibraryAndCounts)
                            " bytes at a.c:93", oom + std::to_string(SIZE_MAX / 2) + " x 3 bytes at a.c:91"}));
 }
 
-TEST_F(Memwatch, FaultsAreReportedAndBadFreesLeftAlone)
+TEST_F(Memwatch, FaultsAndBlocksStillAllocatedAreReported)
 {
     void *p = mwMalloc(24, "df.c", 10);
     mwFree(p, "df.c", 11);
@@ -100,28 +100,17 @@ TEST_F(Memwatch, FaultsAreReportedAndBadFreesLeftAlone)
     // Once its address is handed out again, the pointer is a live block.
     for (int i = 0; i < 64; i++)
         mwFree(mwMalloc(24, "df.c", 20), "df.c", 21);
-    auto over = static_cast<char *>(mwMalloc(16, "ov.c", 30));
-    auto under = static_cast<char *>(mwMalloc(5, "ov.c", 31));
+    auto ov = static_cast<char *>(mwMalloc(16, "ov.c", 30)), un = static_cast<char *>(mwMalloc(5, "ov.c", 31));
     auto clean = static_cast<char *>(mwMalloc(8, "ov.c", 32));
-    over[16] = 'x';
-    under[-1] = 'y';
+    ov[16] = 'x';
+    un[-1] = 'y';
     memset(clean, 'z', 8);
     EXPECT_EQ(mwCheck("ov.c", 40), 2);
-    mwFree(over, "ov.c", 41);
-    under = static_cast<char *>(mwRealloc(under, 50, "ov.c", 42));
+    mwFree(ov, "ov.c", 41);
+    un = static_cast<char *>(mwRealloc(un, 50, "ov.c", 42));
     EXPECT_EQ(mwCheck("ov.c", 43), 0); // the moved block has fresh guards
-    mwFree(under, "ov.c", 44);
+    mwFree(un, "ov.c", 44);
     mwFree(clean, "ov.c", 45);
-    const std::string over_at = "overrun: 16-byte block P allocated at ov.c:30, written past its end, found at ov.c:";
-    const std::string under_at = "underrun: 5-byte block P allocated at ov.c:31, written before its start, found at ov.c:";
-    EXPECT_EQ(Logged(), (V{"double free: P at df.c:12, freed before at df.c:11", "free of unknown pointer: P at df.c:14",
-                           over_at + "40", over_at + "41", "realloc after free: P at df.c:13, freed before at df.c:11",
-                           "realloc of unknown pointer: P at df.c:15", "strdup of NULL at df.c:16", under_at + "40",
-                           under_at + "42"}));
-}
-
-TEST_F(Memwatch, BlocksStillAllocatedAreReportedOnRequestAndAtExit)
-{
     void *a = mwMalloc(11, "rep.c", 50);
     void *b = mwStrdup("x", "rep2.c", 51);
     EXPECT_EQ(mwReport("rep.c", 60), 2);
@@ -131,12 +120,17 @@ TEST_F(Memwatch, BlocksStillAllocatedAreReportedOnRequestAndAtExit)
     char addr[40];
     snprintf(addr, sizeof addr, "] block: 11 bytes at %p ", a);
     EXPECT_NE(ReadFile(log_).find(addr), std::string::npos);
-
     EXPECT_EXIT((mwMalloc(77, "exit.c", 70), exit(0)), ::testing::ExitedWithCode(0), "");
-    EXPECT_EQ(Logged(),
-              (V{"at exit: 1 blocks, 77 bytes still allocated", "block: 11 bytes at P allocated at rep.c:50",
-                 "block: 2 bytes at P allocated at rep2.c:51", "block: 77 bytes at P allocated at exit.c:70",
-                 "report at rep.c:60: 2 blocks, 13 bytes allocated", "report at rep.c:63: 0 blocks, 0 bytes allocated"}));
+
+    const std::string over = "overrun: 16-byte block P allocated at ov.c:30, written past its end, found at ov.c:";
+    const std::string under = "underrun: 5-byte block P allocated at ov.c:31, written before its start, found at ov.c:";
+    EXPECT_EQ(Logged(), (V{"at exit: 1 blocks, 77 bytes still allocated", "block: 11 bytes at P allocated at rep.c:50",
+                           "block: 2 bytes at P allocated at rep2.c:51", "block: 77 bytes at P allocated at exit.c:70",
+                           "double free: P at df.c:12, freed before at df.c:11", "free of unknown pointer: P at df.c:14",
+                           over + "40", over + "41", "realloc after free: P at df.c:13, freed before at df.c:11",
+                           "realloc of unknown pointer: P at df.c:15", "report at rep.c:60: 2 blocks, 13 bytes allocated",
+                           "report at rep.c:63: 0 blocks, 0 bytes allocated", "strdup of NULL at df.c:16", under + "40",
+                           under + "42"}));
 }
 
 TEST_F(Memwatch, LogFile)
