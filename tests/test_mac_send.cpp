@@ -55,8 +55,7 @@ Bytes frame_of(const PagHeader &h, const std::string &payload = "")
     return f;
 }
 
-// The first IPv4/UDP frame to dst_port the packet socket fd receives, or
-// nothing once it stays quiet for two seconds.
+// The first UDP frame to dst_port read from fd; none after 2 s of quiet.
 Bytes capture_udp(int fd, int dst_port)
 {
     timeval quiet{2, 0};

@@ -15,13 +15,6 @@ using N = std::vector<unsigned long long>;
 
 namespace {
 
-MW_STATS Stats()
-{
-    MW_STATS now;
-    mwStatistics(&now);
-    return now;
-}
-
 // The lines of a log without their pid prefix, statistics lines left out,
 // every address written as P; sorted, as blocks are listed in no set order.
 V Findings(const std::string &text)
@@ -41,10 +34,12 @@ V Findings(const std::string &text)
 // Every test logs into its own temporary file and leaves no block behind.
 class Memwatch : public ::testing::Test {
 protected:
+    void SetUp() override { ASSERT_EQ(mwSetLogFile(log_.c_str()), 0); mwStatistics(&start_); }
     // Allocations, frees, blocks and bytes in use since the test began.
     N Since()
     {
-        MW_STATS n = Stats();
+        MW_STATS n;
+        mwStatistics(&n);
         return {n.allocations - start_.allocations, n.frees - start_.frees, n.blocks_in_use - start_.blocks_in_use,
                 n.bytes_in_use - start_.bytes_in_use};
     }
@@ -52,8 +47,7 @@ protected:
 
     testing_support::TempDir dir_;
     std::string log_ = dir_.file("memwatch.log");
-    int log_set_ = mwSetLogFile(log_.c_str()); // before the first statistics line
-    MW_STATS start_ = Stats();
+    MW_STATS start_{};
 };
 
 } // namespace
@@ -69,7 +63,8 @@ TEST_F(Memwatch, AllocatesLikeTheCLibraryAndCounts)
     a = static_cast<char *>(mwRealloc(mwRealloc(a, 1000, "a.c", 4), 3, "a.c", 5));
     EXPECT_EQ(std::string(a, 3), "012");
     EXPECT_EQ(Since(), (N{3, 0, 3, 3 + 32 + 1})); // a reallocation keeps its block
-    MW_STATS now = Stats();
+    MW_STATS now;
+    mwStatistics(&now);
     EXPECT_GE(now.peak_bytes, start_.bytes_in_use + 1000 + 32 + 1);
     char line[200];
     snprintf(line, sizeof line, "] statistics: %llu allocations, %llu frees, %llu blocks and %llu bytes in use, "

@@ -12,8 +12,7 @@ using I = std::vector<int>;
 
 char *S(const char *s) { return const_cast<char *>(s); }
 
-// The results of calling tok over a copy of text until it gives NULL, each
-// with the cursor's remaining text.
+// What tok returns over a copy of text until NULL, each with what is left.
 template <typename Tok>
 V Tokens(std::string text, Tok tok)
 {
