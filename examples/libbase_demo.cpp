@@ -309,7 +309,6 @@ struct Demo {
     PTCP_TH tpkt_client = nullptr, tpkt_server = nullptr;
     int sip_listener = -1, tpkt_listener = -1;
     PRTH retry_timers = nullptr;
-    NEW_PRTH event_timers = nullptr;
 
     // Client side of the SIP exchange.
     int next_request = 1;
@@ -331,6 +330,9 @@ struct Demo {
 };
 
 Demo *g_demo = nullptr;  // the timer callbacks take no context argument
+
+// The event timer service lives as long as the process: it has no teardown.
+NEW_PRTH g_event_timers = nullptr;
 
 void on_retry(int id, int event)
 {
@@ -551,7 +553,7 @@ void tpkt_send(Demo &d)
         element_add_integer(&msg, kTagSeq, 0);
         Traffic probes;
         send_elements(d.tpkt_client, kClassProbe, msg, probes);
-        Zor_New_Timer_Start(d.event_timers, on_probe_timeout, 0, kEventProbe, 1, 0);
+        Zor_New_Timer_Start(g_event_timers, on_probe_timeout, 0, kEventProbe, 1, 0);
     }
     for (int burst = 0; d.next_tpkt <= d.s.tpkt_messages && burst < 16; burst++, d.next_tpkt++) {
         data_message(d.next_tpkt, msg);
@@ -632,7 +634,7 @@ void turn(Demo &d)
     int due = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - d.started).count() / 10);
     for (; d.ticks < due; d.ticks++)
         Relative_Timer_Process(d.retry_timers);
-    Zor_New_Timer_Run(d.event_timers);
+    Zor_New_Timer_Run(g_event_timers);
 
     client_send(d);
     server_receive(d);
@@ -777,7 +779,7 @@ int main(int argc, char **argv)
     EncodeInit();
     Message_Init(kMailboxes);
     d.retry_timers = Relative_Timer_Allocate(on_retry, 64);
-    d.event_timers = Zor_New_Timer_Malloc(4, 255);
+    g_event_timers = Zor_New_Timer_Malloc(4, 255);
     TRACE(5, kSip, "demo started: %d requests, %d TPKT messages", d.s.requests, d.s.tpkt_messages);
 
     WorkerStats stats;
