@@ -4,9 +4,8 @@
 
 #include <cstring>
 
-// Elements are C strings; a probe matches an element with the same text.
 static const char *text(const void *p) { return static_cast<const char *>(p); }
-static int same_text(const void *a, const void *b) { return strcmp(text(a), text(b)); }
+static int same(const void *a, const void *b) { return strcmp(text(a), text(b)); }
 
 static std::vector<const void *> processed;
 static ZOR_HASH_FIFO *table;
@@ -14,7 +13,6 @@ static char first[] = "x", second[] = "x", other[] = "y", appended[] = "x", key[
 
 static void record(const void *element) { processed.push_back(element); }
 
-// Takes the processed element out itself, then appends a new match.
 static void unlink_self_and_append(const void *element)
 {
     record(element);
@@ -24,10 +22,7 @@ static void unlink_self_and_append(const void *element)
 }
 
 // The operations are declared with ZOR_HASH_FIFO * but take the handle itself.
-static ZOR_HASH_FIFO *Make(int size)
-{
-    return static_cast<ZOR_HASH_FIFO *>(Zor_Hash_Fifo_Make(size, same_text, record, same_text));
-}
+static ZOR_HASH_FIFO *Make(int n) { return static_cast<ZOR_HASH_FIFO *>(Zor_Hash_Fifo_Make(n, same, record, same)); }
 static zor_hash_fifo_t *Rec(ZOR_HASH_FIFO *t) { return static_cast<zor_hash_fifo_t *>(static_cast<void *>(t)); }
 
 TEST(Lhash, MaskRuleAndTimes33Hash)
