@@ -195,7 +195,8 @@ bool setup_logging(const Settings &s, int wanted_port, int external_listener, Lo
 
 // ------------------------------------------------------------------ messages
 
-enum MailCode { kMailRequest = 1, kMailReply = 2, kMailStop = 3 };
+// Codes of the worker's mail; its answers carry the request id as code.
+enum MailCode { kMailRequest = 1, kMailStop = 2 };
 enum Mailbox { kBoxServer = 0, kBoxWorker = 1, kMailboxes = 2 };
 enum TimerEvent { kEventRetry = 1, kEventProbe = 2 };
 
@@ -291,7 +292,7 @@ void worker(const Settings &s, WorkerStats &stats)
         std::string text = encode(doc);
         Xml_Free(doc);
         TRACE(5, kWorker, "request %d answered (%s)", req.id, cause ? cause_text : "ok");
-        if (Message_Post(kBoxServer, kBoxWorker, kMailReply, text.data(), static_cast<int>(text.size())) != -1)
+        if (Message_Post(kBoxServer, kBoxWorker, req.id, text.data(), static_cast<int>(text.size())) != -1)
             stats.replies++;
     }
 }
@@ -396,74 +397,68 @@ void client_send(Demo &d)
         send_request(d, d.next_request++, true);
 }
 
-// Server: cut requests out of the stream, split head and body, decode the
-// body and hand the request to the worker.
-void server_receive(Demo &d)
+// Receives what conn holds, cuts out every whole message, splits header and
+// body and hands the decoded body to fn (NULL when it does not decode).
+template <typename Fn>
+void for_each_sip_body(Demo &d, PTCP_TH conn, Fn fn)
 {
-    if (Tcp_Cut_Sip_Recv_Cut(d.sip_server) <= 0)
+    if (Tcp_Cut_Sip_Recv_Cut(conn) <= 0)
         return;
     char body[5000], head[5000];
     for (;;) {
         int body_len = sizeof body - 1, head_len = sizeof head;
-        int total = Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(d.sip_server, body, &body_len, head, &head_len);
-        if (total < 0)
+        if (Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(conn, body, &body_len, head, &head_len) < 0)
             return;
         body[body_len] = '\0';
-        d.sip_cut += 1;
-        (void)total;
+        d.sip_cut++;
         PXD doc = Xml_Decode(body);
+        fn(doc);
+        if (doc != nullptr)
+            Xml_Free(doc);
+    }
+}
+
+// Server: decode each request and hand it to the worker.
+void server_receive(Demo &d)
+{
+    for_each_sip_body(d, d.sip_server, [](PXD doc) {
         if (doc == nullptr) {
-            TRACE(0, kSip, "undecodable request body of %d bytes", body_len);
-            continue;
+            TRACE(0, kSip, "undecodable request body");
+            return;
         }
         Request req;
         req.id = doc->requst_id;
         snprintf(req.caller, sizeof req.caller, "%s", Xml_Get_Str(doc, const_cast<char *>("caller"), nullptr));
         snprintf(req.callee, sizeof req.callee, "%s", Xml_Get_Str(doc, const_cast<char *>("callee"), nullptr));
-        Xml_Free(doc);
         Message_Post(kBoxWorker, kBoxServer, kMailRequest, &req, sizeof req);
         TRACE(5, kSip, "request %d from %s posted to the worker", req.id, req.caller);
-    }
+    });
 }
 
-// Server: queue the worker's answers on the connection.
+// Server: queue the worker's answers on the connection; the message code
+// of each answer is its request id.
 void server_reply(Demo &d)
 {
     static char text[15000];
-    int src, code, len;
-    while (Message_Get(kBoxServer, &src, &code, text, &len) == 1) {
-        std::string body(text, static_cast<size_t>(len));
-        std::string scratch = body;  // the decoder cuts the text it reads
-        PXD doc = Xml_Decode(scratch.data());
-        int id = doc ? doc->requst_id : -1;
-        Xml_Free(doc);
-        queue_text(d.sip_server, sip_message("SIP/2.0 200 OK Command sip:call_setup@127.0.0.1", id, body),
+    int src, id, len;
+    while (Message_Get(kBoxServer, &src, &id, text, &len) == 1)
+        queue_text(d.sip_server, sip_message("SIP/2.0 200 OK Command sip:call_setup@127.0.0.1", id,
+                                             std::string(text, static_cast<size_t>(len))),
                    d.sip_down);
-    }
 }
 
 // Client: match every response to its request.
 void client_receive(Demo &d)
 {
-    if (Tcp_Cut_Sip_Recv_Cut(d.sip_client) <= 0)
-        return;
-    char body[5000], head[5000];
-    for (;;) {
-        int body_len = sizeof body - 1, head_len = sizeof head;
-        if (Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(d.sip_client, body, &body_len, head, &head_len) < 0)
-            return;
-        body[body_len] = '\0';
-        d.sip_cut += 1;
-        PXD doc = Xml_Decode(body);
+    for_each_sip_body(d, d.sip_client, [&d](PXD doc) {
         if (doc == nullptr) {
             d.mismatched++;
-            continue;
+            return;
         }
         int id = doc->requst_id;
         if (d.answered.count(id) != 0) {  // a late answer to a request sent twice
             d.duplicates++;
-            Xml_Free(doc);
-            continue;
+            return;
         }
         auto sent = d.outstanding.find(id);
         const char *result = Xml_Get_Str(doc, const_cast<char *>("result"), nullptr);
@@ -478,11 +473,10 @@ void client_receive(Demo &d)
                  EncodeErrorNo(cause_no, expected_text) == 1 && std::string(cause) == expected_text;
         else
             ok = ok && result && std::string(result) == "ok";
-        Xml_Free(doc);
         if (!ok) {
             d.mismatched++;
             TRACE(0, kSip, "response %d does not match its request", id);
-            continue;
+            return;
         }
         d.matched++;
         d.answered.insert(id);
@@ -491,7 +485,7 @@ void client_receive(Demo &d)
         Relative_Timer_Stop(d.retry_timers, id, kEventRetry);
         d.outstanding.erase(sent);
         TRACE(5, kSip, "response %d matched%s%s", id, cause_no ? ": " : "", cause_no ? expected_text : "");
-    }
+    });
 }
 
 // TPKT: element-stream messages; the server answers each with the sum of

@@ -15,19 +15,12 @@
 
 #include "test_support.h"
 
+using testing_support::LocalPort;
 using testing_support::Printed;
 
 namespace {
 
 char kLoopback[] = "127.0.0.1";
-
-int local_port(int fd)
-{
-    sockaddr_in sa{};
-    socklen_t len = sizeof sa;
-    getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len);
-    return ntohs(sa.sin_port);
-}
 
 int int_option(int fd, int option)
 {
@@ -48,13 +41,13 @@ bool wait_for(int fd, short events)
 TEST(Tcp, ConnectAcceptTransferAndBadArguments)
 {
     signal(SIGPIPE, SIG_DFL);  // a SIGPIPE would end the test
-    int server = Tcp_Server_Create(0), client = Tcp_Connect(kLoopback, local_port(server)), port = 0;
+    int server = Tcp_Server_Create(0), client = Tcp_Connect(kLoopback, LocalPort(server)), port = 0;
     char ip[32], hello[] = "hello", buf[16];
     memset(ip, 'x', sizeof ip);
     ASSERT_TRUE(client > 0 && wait_for(server, POLLIN));
     int peer = Tcp_Server_Accept_Addr(server, ip, sizeof ip, &port), null_fd = open("/dev/null", O_RDONLY);
     EXPECT_EQ(std::string(ip, sizeof ip), "127.0.0.1" + std::string(sizeof ip - 9, '\0'));
-    EXPECT_EQ(port, local_port(client));
+    EXPECT_EQ(port, LocalPort(client));
     EXPECT_TRUE(fcntl(server, F_GETFL) & fcntl(client, F_GETFL) & fcntl(peer, F_GETFL) & O_NONBLOCK);
     EXPECT_GE(std::min(int_option(client, SO_SNDBUF), int_option(peer, SO_SNDBUF)), 200000);
     EXPECT_EQ(Tcp_Set_Sock_Opt(peer, 1, 100000) + Tcp_Set_Sock_Opt(null_fd, 0, 1000), 0);  // a kernel refusal is 0
@@ -82,7 +75,7 @@ TEST(Tcp, ConnectAcceptTransferAndBadArguments)
     EXPECT_TRUE(errno == EPIPE || errno == ECONNRESET) << errno;
     EXPECT_EQ(Tcp_Socket_Close(peer), 0);
 
-    int status = 0, left_open = -1, call = 0, listening = local_port(server);
+    int status = 0, left_open = -1, call = 0, listening = LocalPort(server);
     std::string out = Printed([&] {  // in order; none is waiting to be accepted; descriptor 0 is never closed
         for (int result : {Tcp_Server_Create(-1), Tcp_Server_Create_Bind_Ip(nullptr, 5),
                            Tcp_Server_Accept_Addr(server, nullptr, 16, &port), Tcp_Server_Accept(server),
@@ -106,7 +99,7 @@ TEST(Tcp, ConnectAcceptTransferAndBadArguments)
 
 TEST(Tcp, Connects)
 {
-    int server = Tcp_Server_Create_Bind_Ip(kLoopback, 0), port = local_port(server);
+    int server = Tcp_Server_Create_Bind_Ip(kLoopback, 0), port = LocalPort(server);
     char bad[] = "no address";  // means 255.255.255.255
     for (int refused = 0; refused < 2; refused++) {  // non-blocking: to a listener, then to nobody
         T_SOCKET_TH th = {-5, CONNECT_REFUSE};

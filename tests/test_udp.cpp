@@ -11,25 +11,18 @@
 
 #include "test_support.h"
 
+using testing_support::LocalPort;
 using testing_support::Printed;
 
 namespace {
 
 char kLoopback[] = "127.0.0.1";
 
-int local_port(int fd)
-{
-    sockaddr_in sa{};
-    socklen_t len = sizeof sa;
-    getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len);
-    return ntohs(sa.sin_port);
-}
-
 // Sends len bytes from a to b (a send gives 1, not the count) and waits until b can read them.
 bool deliver(int a, int b, char *data, int len)
 {
     pollfd p = {b, POLLIN, 0};
-    return Udp_Socket_Send(a, data, len, kLoopback, local_port(b)) == 1 && poll(&p, 1, 2000) == 1;
+    return Udp_Socket_Send(a, data, len, kLoopback, LocalPort(b)) == 1 && poll(&p, 1, 2000) == 1;
 }
 
 } // namespace
@@ -48,11 +41,11 @@ TEST(Udp, SocketsDatagramsAndFailures)
     std::string data(1000, 'u');
     ASSERT_TRUE(deliver(a, b, data.data(), 1000));
     EXPECT_EQ(Udp_Socket_recv_By_Addr(b, buf, sizeof buf, ip, &port), 1000);
-    EXPECT_EQ(ip + (":" + std::to_string(port)), "127.0.0.1:" + std::to_string(local_port(a)));
+    EXPECT_EQ(ip + (":" + std::to_string(port)), "127.0.0.1:" + std::to_string(LocalPort(a)));
     sockaddr_in from{};
     ASSERT_TRUE(deliver(a, b, xy, 2) && deliver(a, b, xy, 2));
     EXPECT_EQ(Udp_Socket_Recv_By_Sockaddr(b, buf, sizeof buf, &from), 2);
-    EXPECT_EQ(ntohs(from.sin_port), local_port(a));
+    EXPECT_EQ(ntohs(from.sin_port), LocalPort(a));
     EXPECT_EQ(Udp_Socket_Recv(b, buf, sizeof buf), 2);
     EXPECT_EQ(Udp_Socket_Recv(b, buf, sizeof buf), -1);
     EXPECT_EQ(Udp_Socket_Send(a, xy, 2, bad, 9) + Udp_Socket_Send(a, nullptr, 2, kLoopback, 9) +
@@ -69,7 +62,7 @@ TEST(Udp, SocketsDatagramsAndFailures)
                       EXPECT_EQ(Udp_Socket_Create_bind_ip_port(ip, 0), -1);
               }), null_ip + null_ip + "Udp_Socket_Create_bind_ip_port  bind fail\n");
 
-    int left_open = -1, taken = local_port(a);
+    int left_open = -1, taken = LocalPort(a);
     EXPECT_EQ(Printed([&] { close(left_open = dup(1)); EXPECT_EQ(Udp_Socket_Create(taken), -1); }),
               "UDP port[" + std::to_string(taken) + "]: udp server failed, bind local address error!\n");
     EXPECT_NE(fcntl(left_open, F_GETFD), -1);  // the socket of a failed bind is left open on purpose

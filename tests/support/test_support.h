@@ -2,7 +2,10 @@
 // library prints on standard output, and a fresh temporary directory.
 #pragma once
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -91,6 +94,15 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+// The local port a socket is bound to.
+inline int LocalPort(int fd)
+{
+    sockaddr_in sa{};
+    socklen_t len = sizeof sa;
+    getsockname(fd, reinterpret_cast<sockaddr *>(&sa), &len);
+    return ntohs(sa.sin_port);
+}
 
 inline std::string ReadFile(const std::string &path)
 {
