@@ -2,14 +2,10 @@
 
 int c_api_udp(void)
 {
-    int failed = 0;
-    char ip[] = "127.0.0.1", data[] = "ping", buf[8];
+    char ip[] = "127.0.0.1", buf[8];
     int fd = Udp_Socket_Create_bind_ip_port(ip, 0);
+    int failed = fd < 1 || Udp_Socket_Recv(fd, buf, sizeof buf) != -1;
 
-    failed += fd < 1;
-    failed += Udp_Socket_Recv(fd, buf, sizeof buf) != -1;
-    failed += Udp_Socket_Send(fd, data, 4, ip, 9) != 1;
-    failed += Udp_Socket_Close(fd) != 0;
-    failed += Udp_Socket_Close(0) != -1;
-    return failed;
+    failed += Udp_Socket_Send(fd, "ping", 4, ip, 9) != 1;
+    return failed + (Udp_Socket_Close(fd) != 0);
 }
