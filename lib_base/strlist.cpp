@@ -6,6 +6,25 @@
 #include "mem.h"
 #include "str.h"
 
+namespace {
+
+// Shared by Add and Insert: place is Fifo_Push or an index insertion; a copy
+// that cannot be placed is dropped.
+template <typename Place>
+int add_copy(SLH pl, char *content, Place place)
+{
+    if (pl == nullptr || content == nullptr)
+        return -1;
+    char *copy = Str_Alloc(content);
+    if (copy == nullptr)
+        return -2;
+    if (place(copy) < 0)
+        Mem_Free(copy);
+    return 0;
+}
+
+} // namespace
+
 extern "C" {
 
 SLH Strlist_Allocate(int max)
@@ -25,14 +44,7 @@ int Strlist_GetCount(SLH pl)
 
 int Strlist_Add(SLH pl, char *content)
 {
-    if (pl == nullptr || content == nullptr)
-        return -1;
-    char *copy = Str_Alloc(content);
-    if (copy == nullptr)
-        return -2;
-    if (Fifo_Push(pl, copy) < 0)
-        Mem_Free(copy);
-    return 0;
+    return add_copy(pl, content, [pl](char *copy) { return Fifo_Push(pl, copy); });
 }
 
 char *Strlist_Get(SLH pl, int index)
@@ -52,14 +64,7 @@ int Strlist_Del(SLH pl, int index)
 
 int Strlist_Insert(SLH pl, int index, char *content)
 {
-    if (pl == nullptr || content == nullptr)
-        return -1;
-    char *copy = Str_Alloc(content);
-    if (copy == nullptr)
-        return -2;
-    if (Fifo_Index_Insert(pl, index, copy) < 0)
-        Mem_Free(copy);
-    return 0;
+    return add_copy(pl, content, [pl, index](char *copy) { return Fifo_Index_Insert(pl, index, copy); });
 }
 
 int Strlist_Index_Content(SLH pl, char *content)
