@@ -314,7 +314,7 @@ struct Demo {
     // Client side of the SIP exchange.
     int next_request = 1;
     std::map<int, Clock::time_point> outstanding;
-    std::map<int, std::string> pending_tail;  // second halves of split writes
+    std::string pending_tail;  // second half of a split write, sent on the next turn
     std::vector<int> to_resend;
     std::vector<double> rtt_ms;
     std::set<int> answered;
@@ -350,12 +350,13 @@ void on_probe_timeout(int id, int event)
 }
 
 // Queues text on a connection; the framed connection sends what the socket
-// takes now and keeps the rest for Tcp_Fc_Loop_Send.
-bool queue_text(PTCP_TH conn, const std::string &text, Traffic &t)
+// takes now and keeps the rest for Tcp_Fc_Loop_Send. A message written in
+// pieces counts once, with its last piece.
+bool queue_text(PTCP_TH conn, const std::string &text, Traffic &t, bool last_piece = true)
 {
     if (Tcp_Fc_Socket_Send(conn, const_cast<char *>(text.data()), static_cast<int>(text.size())) < 0)
         return false;
-    t.messages++;
+    t.messages += last_piece;
     t.bytes += static_cast<long>(text.size());
     return true;
 }
@@ -365,13 +366,10 @@ void send_request(Demo &d, int id, bool may_split)
     std::string msg = sip_message("INVITE Command sip:call_setup@127.0.0.1 SIP/2.0", id, request_body(id));
     bool split = may_split && d.s.split_every > 0 && id % d.s.split_every == 0;
     if (split) {
-        size_t half = msg.size() / 2;
-        Tcp_Fc_Socket_Send(d.sip_client, msg.data(), static_cast<int>(half));
-        d.pending_tail[id] = msg.substr(half);
-        d.sip_up.bytes += static_cast<long>(half);
-    } else {
-        queue_text(d.sip_client, msg, d.sip_up);
+        d.pending_tail = msg.substr(msg.size() / 2);
+        msg.resize(msg.size() / 2);
     }
+    queue_text(d.sip_client, msg, d.sip_up, !split);
     d.outstanding[id] = Clock::now();
     Relative_Timer_Start(d.retry_timers, id, kEventRetry, d.s.retry_ms);
     TRACE(5, kSip, "request %d sent%s", id, split ? " (first half)" : "");
@@ -380,11 +378,9 @@ void send_request(Demo &d, int id, bool may_split)
 // Client: keep up to 32 requests in flight, finish split writes, resend.
 void client_send(Demo &d)
 {
-    for (auto it = d.pending_tail.begin(); it != d.pending_tail.end();) {
-        Tcp_Fc_Socket_Send(d.sip_client, it->second.data(), static_cast<int>(it->second.size()));
-        d.sip_up.bytes += static_cast<long>(it->second.size());
-        d.sip_up.messages++;
-        it = d.pending_tail.erase(it);
+    if (!d.pending_tail.empty()) {
+        queue_text(d.sip_client, d.pending_tail, d.sip_up);
+        d.pending_tail.clear();
     }
     for (int id : d.to_resend) {
         d.retries++;
