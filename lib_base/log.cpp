@@ -17,6 +17,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "internal/fd.h"
+#include "internal/ipv4.h"
 #include "mem.h"
 #include "str.h"
 
@@ -32,6 +34,8 @@ static_assert(sizeof(LOG_FILE_INFO_ST) == 272, "file record layout");
 static_assert(sizeof(struct sockaddr_in) == 16, "listener address");
 
 namespace {
+
+using libbase::Fd;
 
 constexpr long kMiB = 1048576;
 constexpr int kLevels = 8;
@@ -68,24 +72,6 @@ char g_chLogFileName[32];   // log file name without ".log"
 int g_iSetBakDesDirFlag = 0;
 char *g_pErrLogPath = nullptr;
 int g_iErrLogSize = 0;      // MiB
-
-// A descriptor closed when it goes out of scope.
-class Fd {
-public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-    bool ok() const { return fd_ >= 0; }
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 // Opens path for appending, creating it like fopen's "a+b" does.
 int open_append(const char *path)
@@ -730,28 +716,26 @@ int VelquistLog_GetOldestFileIndex(void)
 
 int Net_Udp_Create(int port)
 {
-    int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    int fd;
+    libbase::UdpFailure failed = libbase::open_bound_udp(htonl(INADDR_ANY), port, false, &fd);
     printf("sockfd = %i\n", fd);
-    if (fd < 0) {
+    if (failed != libbase::UdpFailure::none && fd >= 0)
+        close(fd);
+    switch (failed) {
+    case libbase::UdpFailure::none:
+        printf("create sip udp server success, bing udp port %i!\n", port);
+        return fd;
+    case libbase::UdpFailure::socket:
         printf("create sip udp server failed, socket error\n");
         return -1;
-    }
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL, 0) | O_NONBLOCK);
-    struct sockaddr_in local {};
-    local.sin_family = AF_INET;
-    local.sin_port = htons(static_cast<uint16_t>(port));
-    if (inet_pton(AF_INET, "0.0.0.0", &local.sin_addr) != 1) {
+    case libbase::UdpFailure::address:
         printf("create sip udp server failed, Invalid source IP!\n");
-        close(fd);
         return -1;
-    }
-    if (bind(fd, reinterpret_cast<struct sockaddr *>(&local), sizeof local) != 0) {
+    case libbase::UdpFailure::bind:
         printf("create sip udp server failed, bind local address error!\n");
-        close(fd);
         return -1;
     }
-    printf("create sip udp server success, bing udp port %i!\n", port);
-    return fd;
+    return -1;
 }
 
 int MT_NetLog_Init(int port)

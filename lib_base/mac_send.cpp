@@ -17,6 +17,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/fd.h"
+
 static_assert(sizeof(unshort) == 2, "wire field");
 static_assert(offsetof(PagHeader, m_SrcMac) == 6, "frame header layout");
 static_assert(offsetof(PagHeader, m_IpLayerType) == 12, "frame header layout");
@@ -40,6 +42,8 @@ static_assert(sizeof(IpMacInfo_T) == 148, "address record layout");
 
 namespace {
 
+using libbase::Fd;
+
 constexpr int kHeaderLen = sizeof(PagHeader);
 constexpr int kIpHeaderOffset = offsetof(PagHeader, m_VerHeadLen);
 constexpr int kIpHeaderLen = 20;
@@ -51,19 +55,6 @@ constexpr int kMaxPayload = MAC_SEND_MAX_PAYLOAD;
 constexpr int kTextSize = 50;
 static_assert(kPseudoHeaderLen + kUdpHeaderLen + kMaxPayload == kChecksumAreaSize, "checksum work area");
 static_assert(kHeaderLen + kMaxPayload <= kFrameSize, "frame buffer");
-
-// Closes a descriptor when it goes out of scope.
-struct Fd {
-    int fd;
-    explicit Fd(int f) : fd(f) {}
-    ~Fd()
-    {
-        if (fd >= 0)
-            close(fd);
-    }
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-};
 
 // Length of a payload text, or -1 after complaining when it is too long.
 int payload_length(const uchar *text)
@@ -141,20 +132,20 @@ int SndToMac(char *pEthName, char *pDstMac, uchar *pBuf, int SrcPort, int DstPor
         return -1;
 
     Fd sock(socket(AF_PACKET, SOCK_RAW, 0));
-    if (sock.fd == -1) {
+    if (!sock.ok()) {
         printf("Could not open raw socket\n");
         return -1;
     }
     int on = 1;
-    if (setsockopt(sock.fd, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
+    if (setsockopt(sock.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
         printf("Could not setsocketopt on raw socket\n");
         return -1;
     }
     sockaddr_ll link{};
     link.sll_family = AF_PACKET;
     link.sll_protocol = htons(ETH_P_ALL);
-    link.sll_ifindex = GetIfaceIndex(sock.fd, pEthName);
-    if (bind(sock.fd, reinterpret_cast<sockaddr *>(&link), sizeof link) != 0) {
+    link.sll_ifindex = GetIfaceIndex(sock.get(), pEthName);
+    if (bind(sock.get(), reinterpret_cast<sockaddr *>(&link), sizeof link) != 0) {
         printf("bind error:%s !\n", strerror(errno));
         return -1;
     }
@@ -175,7 +166,7 @@ int SndToMac(char *pEthName, char *pDstMac, uchar *pBuf, int SrcPort, int DstPor
     uchar frame[kHeaderLen + kMaxPayload];
     memcpy(frame, &header, kHeaderLen);
     memcpy(frame + kHeaderLen, pBuf, static_cast<size_t>(len));
-    if (sendto(sock.fd, frame, static_cast<size_t>(kHeaderLen + len), 0, reinterpret_cast<sockaddr *>(&link),
+    if (sendto(sock.get(), frame, static_cast<size_t>(kHeaderLen + len), 0, reinterpret_cast<sockaddr *>(&link),
                sizeof link) < 0)
         perror("Unabele to send arp request");
     return 0;
@@ -313,17 +304,17 @@ void GetSrcIpMac(char *pMyIp, char *pMyMac, char *pEthName)
     if (pEthName == nullptr)
         return;
     Fd sock(socket(AF_INET, SOCK_DGRAM, 0));
-    if (sock.fd == -1) {
+    if (!sock.ok()) {
         perror("getipmac fail");
         return;
     }
     ifreq req{};
     strncpy(req.ifr_name, pEthName, IFNAMSIZ - 1);
-    if (pMyIp != nullptr && ioctl(sock.fd, SIOCGIFADDR, &req) == 0) {
+    if (pMyIp != nullptr && ioctl(sock.get(), SIOCGIFADDR, &req) == 0) {
         auto addr = reinterpret_cast<sockaddr_in *>(&req.ifr_addr);
         inet_ntop(AF_INET, &addr->sin_addr, pMyIp, INET_ADDRSTRLEN);
     }
-    if (pMyMac != nullptr && ioctl(sock.fd, SIOCGIFHWADDR, &req) == 0) {
+    if (pMyMac != nullptr && ioctl(sock.get(), SIOCGIFHWADDR, &req) == 0) {
         auto hw = reinterpret_cast<const uchar *>(req.ifr_hwaddr.sa_data);
         snprintf(pMyMac, 18, "%02x:%02x:%02x:%02x:%02x:%02x", hw[0], hw[1], hw[2], hw[3], hw[4], hw[5]);
     }

@@ -2,7 +2,6 @@
 #include "tcp.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -15,6 +14,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/ipv4.h"
+
 static_assert(sizeof(CONNECT_STATUS) == 4, "status is an int");
 static_assert(sizeof(T_SOCKET_TH) == 8, "connect record layout");
 static_assert(offsetof(T_SOCKET_TH, connect_status) == 4, "connect record layout");
@@ -24,30 +25,16 @@ namespace {
 constexpr int kSendBufferSize = 200000;  // given to every accepted or connected socket
 constexpr int kListenBacklog = 50;
 
-void set_nonblocking(int fd)
-{
-    int flags = fcntl(fd, F_GETFL, 0);
-    fcntl(fd, F_SETFL, flags | O_NONBLOCK);
-}
+using libbase::ipv4_address;
+using libbase::set_nonblocking;
 
-sockaddr_in ipv4_address(in_addr_t addr, int port)
-{
-    sockaddr_in sa;
-    memset(&sa, 0, sizeof sa);
-    sa.sin_family = AF_INET;
-    sa.sin_port = htons(static_cast<uint16_t>(port));
-    sa.sin_addr.s_addr = addr;
-    return sa;
-}
-
-// The address check made before every connect: the address field of a
-// blank peer address, printed and parsed back. It holds for any ip text.
+// The address check made before every connect is made on the address field
+// of a blank peer address, not on the ip text: it holds for any ip.
 bool blank_address_parses()
 {
     in_addr blank;
     blank.s_addr = 0;
-    in_addr parsed;
-    return inet_pton(AF_INET, inet_ntoa(blank), &parsed) == 1;
+    return libbase::address_parses(blank);
 }
 
 int server_create(int port, in_addr_t addr)

@@ -2,7 +2,6 @@
 #include "udp.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,26 +11,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/ipv4.h"
 #include "str.h"
 
 namespace {
 
-sockaddr_in ipv4_address(in_addr_t addr, int port)
-{
-    sockaddr_in sa;
-    memset(&sa, 0, sizeof sa);
-    sa.sin_family = AF_INET;
-    sa.sin_port = htons(static_cast<uint16_t>(port));
-    sa.sin_addr.s_addr = addr;
-    return sa;
-}
-
-// The address field printed and parsed back; any 32-bit address passes.
-bool address_parses(const sockaddr_in &sa)
-{
-    in_addr parsed;
-    return inet_pton(AF_INET, inet_ntoa(sa.sin_addr), &parsed) == 1;
-}
+using libbase::UdpFailure;
 
 bool bad_length(int len)
 {
@@ -56,25 +41,23 @@ extern "C" {
 
 int Udp_Socket_Create(int port)
 {
-    int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    if (fd < 0) {
+    int fd;
+    switch (libbase::open_bound_udp(htonl(INADDR_ANY), port, true, &fd)) {
+    case UdpFailure::none:
+        return fd;
+    case UdpFailure::socket:
         printf("UDP port[%d]: create udp server failed, socket error\n", port);
         return -1;
-    }
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL, 0) | O_NONBLOCK);
-    fcntl(fd, F_SETFD, fcntl(fd, F_GETFD, 0) | FD_CLOEXEC);
-    sockaddr_in sa = ipv4_address(htonl(INADDR_ANY), port);
-    if (!address_parses(sa)) {
+    case UdpFailure::address:
         printf("UDP port[%d]:create udp server failed, Invalid source IP!\n", port);
         return -1;
-    }
-    // A failed bind leaves the socket open, as the TCP servers do.
-    if (bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa) < 0) {
+    case UdpFailure::bind:
+        // The socket stays open, as the TCP servers leave theirs.
         perror("\xB0\xF3\xB6\xA8");  // "bind"
         printf("UDP port[%d]: udp server failed, bind local address error!\n", port);
         return -1;
     }
-    return fd;
+    return -1;
 }
 
 int Udp_Socket_Create_bind_ip_port(char *pchLocalIp, int port)
@@ -83,24 +66,24 @@ int Udp_Socket_Create_bind_ip_port(char *pchLocalIp, int port)
         printf("Udp_Socket_Create_bind_ip_port   input ip is NULL\n");
         return -1;
     }
-    int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    if (fd < 0) {
+    int fd;
+    UdpFailure failed = libbase::open_bound_udp(inet_addr(pchLocalIp), port, false, &fd);
+    if (failed != UdpFailure::none && fd >= 0)
+        close(fd);  // this one closes its socket on every failure
+    switch (failed) {
+    case UdpFailure::none:
+        return fd;
+    case UdpFailure::socket:
         printf("Udp_Socket_Create_bind_ip_port  create socket fail\n");
         return -1;
-    }
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL, 0) | O_NONBLOCK);
-    sockaddr_in sa = ipv4_address(inet_addr(pchLocalIp), port);
-    if (!address_parses(sa)) {
-        close(fd);
+    case UdpFailure::address:
         printf("Udp_Socket_Create_bind_ip_port  inet_pton fail\n");
         return -1;
-    }
-    if (bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa) < 0) {
-        close(fd);
+    case UdpFailure::bind:
         printf("Udp_Socket_Create_bind_ip_port  bind fail\n");
         return -1;
     }
-    return fd;
+    return -1;
 }
 
 int Udp_Socket_Recv(int sockid, char *buffer, int len)
@@ -132,7 +115,7 @@ int Udp_Socket_Send(int sockid, char *buf, int len, char *ip, int port)
 {
     if (ip == nullptr || buf == nullptr || bad_length(len))
         return -1;
-    sockaddr_in to = ipv4_address(inet_addr(ip), port);
+    sockaddr_in to = libbase::ipv4_address(inet_addr(ip), port);
     ssize_t n = sendto(sockid, buf, static_cast<size_t>(len), 0, reinterpret_cast<sockaddr *>(&to), sizeof to);
     return n == -1 ? -1 : 1;
 }

@@ -9,6 +9,11 @@ trap 'rm -rf "$tmp"' EXIT
 cmake --install "$build" --prefix "$tmp/prefix" > "$tmp/install.log"
 libdir=$(dirname "$(find "$tmp/prefix" -name libbase.pc)")/..
 
+# The module headers are installed, and nothing of lib_base/internal/.
+(cd "$here/../../lib_base" && ls -- *.h) > "$tmp/headers.expected"
+(cd "$tmp/prefix/include/libbase" && ls -A) > "$tmp/headers.installed"
+diff -u "$tmp/headers.expected" "$tmp/headers.installed"
+
 PKG_CONFIG_PATH=$libdir/pkgconfig
 export PKG_CONFIG_PATH
 cc -std=c99 -pedantic -Wall -Wextra -Werror -o "$tmp/app_pc" "$here/app.c" \
