@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "internal/complain.h"
 #include "mem.h"
 
 static_assert(offsetof(_FIFO_M, pdata) == 0, "cell layout");
@@ -18,9 +19,7 @@ namespace {
 
 void trace_null_input(int line, const char *func)
 {
-    printf("\n[%10s line%4d]%10s()\t", "fifo", line, func);
-    printf("Input NULL");
-    printf("\n");
+    libbase::trace_bad_argument("fifo", line, func, "Input NULL");
 }
 
 pFIFO_M new_cell(void *pdata)
@@ -278,7 +277,7 @@ int Fifo_Index_Insert(FIFOH mfifo, int index, void *pdata)
 int Fifo_Insert_Afternow(FIFOH mfifo, void *pdata)
 {
     if (mfifo == nullptr) {
-        printf("%s %s() line %d erro\n", "fifo", "Fifo_Insert_Afternow", __LINE__);
+        libbase::trace_erro("fifo", "Fifo_Insert_Afternow", __LINE__);
         return -1;
     }
     auto list = static_cast<pFIFO>(mfifo);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "internal/complain.h"
 #include "mem.h"
 
 constexpr size_t kPtr = sizeof(void *);
@@ -61,7 +62,7 @@ const TIMER_ELEMENT tombstone = [] {
 
 void error_line(int line, const char *func)
 {
-    printf("error [ %s:%d in %s: ]\n", kSourceFile, line, func);
+    libbase::print_error_at(kSourceFile, line, func);
 }
 
 ZOR_HASH_FIFO *hash_of(const TIMER_LIST *service)
@@ -348,7 +349,7 @@ void Zor_New_Timer_Start(NEW_PRTH rth, Zor_New_Timeout pfunc, int id, int event,
         return;
     }
     if (Zor_New_Judge_Element_Wether_Exist(list, id, event, module) == 1) {
-        printf("error [ %s:%d in %s : ]\n", kSourceFile, __LINE__, __func__);
+        libbase::print_error_at_spaced(kSourceFile, __LINE__, __func__);
         printf("Zor_New_Timer_Start : the event is exist . id = %d event = %d\n", id, event);
         return;
     }
