@@ -47,43 +47,50 @@ constexpr long kTraceFileMaxMiB = 40;   // module trace rotation
 constexpr int kSizeCheckEvery = 20;     // MT_Log_Process calls per check
 constexpr int kDefaultNetPort = 8000;
 
-// ---- trace settings
-int Log_Level = 1;
-char log_path[200] = "/home/switch_msg.log";
-int max_mod = 0;
-int max_chn = 0;
-char *mode_name = nullptr;  // (max_mod + 1) names of kNameSlot bytes
-int name_chan = 0;          // 1: print module names, not numbers
-int last = 0;               // write attempts; kept for inspection only
-int log_max = 50000;        // line-length setting; kept, unused
-int iWriteLogTimes = 0;     // MT_Log_Process calls since the last size check
+// Printed texts that applications and their log readers match: they stay
+// as they are, slips included.
+constexpr char kCannotWrite[] = "Can not write log file:%s.\n";
+// Names Send_Udp_Data, not the function that prints it, and says "int" for
+// "in"; a line dropped on a closed socket prints it too.
+constexpr char kSendError[] = "send error int Send_Udp_Data\n";
+// "bing" for "bind"; the log socket calls itself a "sip udp server".
+constexpr char kUdpServerUp[] = "create sip udp server success, bing udp port %i!\n";
+// Printed when the backup directory does not open.
+constexpr char kNoBackupDir[] = "The Log Path is NULL!\n";
 
-// ---- network log
-int netmon = 0;
-int net_sockfd = -1;
-bool net_open = false;  // net_sockfd is still this module's open socket
+// Everything the module remembers between calls, besides the variables
+// log.h exports.
+struct State {
+    // module trace (MT_Log_*)
+    int level = 1;                                  // highest level both trace calls write
+    char trace_path[200] = "/home/switch_msg.log";  // the module trace file
+    int modules = 0;                                // accepted: 0 to modules - 1
+    int channels = 0;                               // accepted: below channels
+    char *module_names = nullptr;                   // modules + 1 slots of kNameSlot bytes
+    bool print_names = false;                       // names in place of module numbers
+    int line_length = 50000;                        // MT_Log_SetLENTH's setting; nothing reads it
+    int calls_since_size_check = 0;                 // MT_Log_Process calls
+    // log file, backups and error log (Log_Trace_Proc, VelquistLog_*)
+    CONFIG_INFO_ST config{};
+    bool configured = false;              // by VelquistLog_ConfigParameter
+    LOG_FILE_INFO_ST *backups = nullptr;  // kFileNodes records
+    char backup_dir[256] = "";            // with a trailing "/"
+    bool backup_dir_set = false;          // by VelquistLog_SetBakDesDir
+    char file_stem[32] = "";              // log file name without ".log"
+    char *err_path = nullptr;             // error-log copy of levels 0 and 1
+    int err_limit_mib = 0;
+    // UDP copy (MT_NetLog_*, Net_Udp_*)
+    bool net_on = false;    // a listener is named
+    int net_fd = -1;        // the log socket
+    bool net_open = false;  // net_fd is still this module's open socket
+};
 
-// ---- log file, backups, error log
-CONFIG_INFO_ST g_tLibStConfigInfo;
-int g_iConfigFlag = 0;
-LOG_FILE_INFO_ST *g_pFileNode = nullptr;
-char g_chLogPath[256];      // backup directory, with a trailing "/"
-char g_chLogFileName[32];   // log file name without ".log"
-int g_iSetBakDesDirFlag = 0;
-char *g_pErrLogPath = nullptr;
-int g_iErrLogSize = 0;      // MiB
+State state;
 
 // Opens path for appending, creating it like fopen's "a+b" does.
 int open_append(const char *path)
 {
     return open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-}
-
-// open_append for a trace record: every attempt is counted.
-int open_record_file(const char *path)
-{
-    last++;
-    return open_append(path);
 }
 
 void write_all(int fd, const char *buf, size_t len)
@@ -192,14 +199,14 @@ private:
 
 void send_line(const char *line, size_t len)
 {
-    if (net_sockfd <= 0)
+    if (state.net_fd <= 0)
         return;  // listener named, no socket: the line is dropped
-    if (!net_open) {
+    if (!state.net_open) {
         // The socket was closed; report what a send through it reports.
-        printf("send error int Send_Udp_Data\n");
+        printf(kSendError);
         return;
     }
-    Net_Udp_SendLog(net_sockfd, const_cast<char *>(line), static_cast<int>(len),
+    Net_Udp_SendLog(state.net_fd, const_cast<char *>(line), static_cast<int>(len),
                     reinterpret_cast<struct sockaddr *>(&net_sockaddr));
 }
 
@@ -207,20 +214,20 @@ void send_line(const char *line, size_t len)
 // becomes the single "<file>.bak", replacing the previous one.
 void rotate_trace_file()
 {
-    if (size_mib(log_path) < kTraceFileMaxMiB)
+    if (size_mib(state.trace_path) < kTraceFileMaxMiB)
         return;
-    char backup[sizeof log_path + 8];
-    snprintf(backup, sizeof backup, "%s.bak", log_path);
+    char backup[sizeof state.trace_path + 8];
+    snprintf(backup, sizeof backup, "%s.bak", state.trace_path);
     ShellCommand("rm -rf --").word(backup).run();
-    rename(log_path, backup);
+    rename(state.trace_path, backup);
 }
 
 void ensure_file_table()
 {
-    if (g_pFileNode != nullptr)
+    if (state.backups != nullptr)
         return;
-    g_pFileNode = static_cast<LOG_FILE_INFO_ST *>(Mem_Malloc(kFileNodes * sizeof(LOG_FILE_INFO_ST)));
-    if (g_pFileNode == nullptr)
+    state.backups = static_cast<LOG_FILE_INFO_ST *>(Mem_Malloc(kFileNodes * sizeof(LOG_FILE_INFO_ST)));
+    if (state.backups == nullptr)
         exit(0);
 }
 
@@ -265,22 +272,174 @@ bool record_backup(const char *backup)
     int index = VelquistLog_GetIdleFileNode();
     char recorded[256];
     const char *slash = strrchr(backup, '/');
-    if (g_iSetBakDesDirFlag == 1 && slash == nullptr)
+    if (state.backup_dir_set && slash == nullptr)
         return false;
-    int n = g_iSetBakDesDirFlag == 1 ? snprintf(recorded, sizeof recorded, "%s%s", g_chLogPath, slash + 1)
-                                     : snprintf(recorded, sizeof recorded, "%s", backup);
+    int n = state.backup_dir_set ? snprintf(recorded, sizeof recorded, "%s%s", state.backup_dir, slash + 1)
+                                 : snprintf(recorded, sizeof recorded, "%s", backup);
     if (n < 0 || static_cast<size_t>(n) >= sizeof recorded)
         return true;  // no room for the name: the backup stays unrecorded where it is
-    if (g_iSetBakDesDirFlag == 1)
+    if (state.backup_dir_set)
         ShellCommand("mv --").word(backup).word(recorded).text(" &").run();
     if (index >= 0) {
-        LOG_FILE_INFO_ST &node = g_pFileNode[index];
+        LOG_FILE_INFO_ST &node = state.backups[index];
         node.m_eNodeStat = E_INUSE;
         memcpy(node.m_chFilePath, recorded, sizeof recorded);
         node.m_iLogFileCreateTime = static_cast<double>(st.st_atime);
         node.m_iLogFileSize = static_cast<int>(st.st_size);
     }
     return true;
+}
+
+// ---- the trace records
+
+// One MT_Log_Process line before it is laid out.
+struct ModuleRecord {
+    int mod;
+    int level;
+    int chn;             // negative: no channel
+    const char *name;    // the module's name, or NULL to print its number
+    char when[100];
+    char text[kTraceTextMax + 1];
+};
+
+const char *module_name(int mod)
+{
+    return state.print_names && state.module_names != nullptr ? state.module_names + mod * kNameSlot : nullptr;
+}
+
+constexpr size_t kModuleLineSize = kTraceTextMax + 256;
+
+size_t format_module_line(const ModuleRecord &r, char (&line)[kModuleLineSize])
+{
+    int n;
+    if (r.chn >= 0 && r.name != nullptr)
+        n = snprintf(line, sizeof line, "<level:%d><mod:%.20s><chnno:%d><time:%s> %s\r\n", r.level, r.name, r.chn,
+                     r.when, r.text);
+    else if (r.chn >= 0)
+        n = snprintf(line, sizeof line, "<level:%d><mod:%d><chnno:%d><time:%s> %s\r\n", r.level, r.mod, r.chn,
+                     r.when, r.text);
+    else if (r.name != nullptr)
+        n = snprintf(line, sizeof line, "<level:%d><mod:%.20s><time:%s> %s\r\n", r.level, r.name, r.when, r.text);
+    else
+        n = snprintf(line, sizeof line, "<level:%d><mod:%d><time:%s> %s\r\n", r.level, r.mod, r.when, r.text);
+    return fit_line(line, sizeof line, n, "\r\n");
+}
+
+// Appends the line to the module trace file, prints it and sends it to the
+// listener. Every 20th call moves a full file to its backup after opening
+// it, so this line still goes into the moved file.
+void write_module_record(const ModuleRecord &r)
+{
+    Fd out(open_append(state.trace_path));
+    if (++state.calls_since_size_check >= kSizeCheckEvery) {
+        rotate_trace_file();
+        state.calls_since_size_check = 0;
+    }
+    if (!out.ok()) {
+        printf(kCannotWrite, state.trace_path);
+        return;
+    }
+    char line[kModuleLineSize];
+    size_t len = format_module_line(r, line);
+    write_all(out.get(), line, len);
+    if (r.chn < 0 && r.name == nullptr)
+        printf("%.*s\n", static_cast<int>(len - 2), line);  // "\n" alone on the terminal
+    else
+        fwrite(line, 1, len, stdout);
+    if (state.net_on)
+        send_line(line, len);
+}
+
+// One Log_Trace_Proc record before it is laid out.
+struct SourceRecord {
+    int level;
+    int chn;
+    const char *source;  // the file name, "(null)" for none
+    int line;
+    char when[100];
+    char text[kSourceTextMax + 1];
+
+    bool severe() const { return level <= 1; }
+    const char *word() const { return level == 0 ? "ERROR" : level == 1 ? "WARNING" : ""; }
+};
+
+constexpr size_t kSourceLineSize = kSourceTextMax + 2048;
+
+// The record as the log files and the terminal get it; levels 0 and 1 carry
+// a coloured "[ERROR]" or "[WARNING]" prefix.
+size_t format_source_line(const SourceRecord &r, char (&line)[kSourceLineSize])
+{
+    int n;
+    if (r.severe()) {
+        char incolorstr[128], outcolorstr[128];
+        snprintf(incolorstr, sizeof incolorstr, "[lv:%d][chn:%4d][%s]:", r.level, r.chn, r.word());
+        const char *prefix = term_color(outcolorstr, incolorstr, 0xA5, 0, 128);
+        n = snprintf(line, sizeof line, "%s %s  <%s><%s:%d>\r\n\n", prefix, r.text, r.when, r.source, r.line);
+    } else {
+        n = snprintf(line, sizeof line, "[lv:%d][chn:%4d]: %s  <%s><%s:%d>\r\n\n", r.level, r.chn, r.text, r.when,
+                     r.source, r.line);
+    }
+    return fit_line(line, sizeof line, n, "\r\n\n");
+}
+
+// The record as the UDP listener gets it.
+size_t format_source_datagram(const SourceRecord &r, char (&line)[kSourceLineSize])
+{
+    int n;
+    if (r.chn >= 0 && r.severe())
+        n = snprintf(line, sizeof line, "<lv:%d><chn:%d><%s:%d><%s><%s> %s\r\n\n", r.level, r.chn, r.source, r.line,
+                     r.when, r.word(), r.text);
+    else if (r.chn >= 0)
+        n = snprintf(line, sizeof line, "<lv:%d><chn:%d><%s:%d><%s> %s\r\n\n", r.level, r.chn, r.source, r.line,
+                     r.when, r.text);
+    else if (r.severe())
+        n = snprintf(line, sizeof line, "<lv:%d><%s:%d><%s><%s> %s\r\n\n", r.level, r.source, r.line, r.when,
+                     r.word(), r.text);
+    else
+        n = snprintf(line, sizeof line, "<lv:%d><%s:%d><%s> %s\r\n\n", r.level, r.source, r.line, r.when, r.text);
+    return fit_line(line, sizeof line, n, "\r\n\n");
+}
+
+// The error-log file, opened after its size check so that a record never
+// goes into a file that is being deleted; -1 when none is set or it does
+// not open. Every record opens it (creating it), whatever its level.
+int open_error_log()
+{
+    if (state.err_path == nullptr)
+        return -1;
+    VelquistLog_CheckErrLogSize();
+    return open_append(state.err_path);
+}
+
+// Moves a full log file to its backup, then appends the record to the log
+// file (levels 0 and 1 to the error log too) and prints it when its level
+// is below glibPrintFlag. False when the log file does not open.
+bool write_source_record(const SourceRecord &r)
+{
+    VelquistLog_CheckBakFile();
+    const char *path = state.config.m_chFilePath;
+    Fd out(open_append(path));
+    if (!out.ok()) {
+        printf(kCannotWrite, path);
+        return false;
+    }
+    Fd err(open_error_log());
+    char line[kSourceLineSize];
+    size_t len = format_source_line(r, line);
+    if (r.severe() && err.ok())
+        write_all(err.get(), line, len);
+    write_all(out.get(), line, len);
+    if (r.level < glibPrintFlag)
+        fwrite(line, 1, len, stdout);
+    return true;
+}
+
+void send_source_record(const SourceRecord &r)
+{
+    if (!state.net_on || state.net_fd <= 0)
+        return;
+    char line[kSourceLineSize];
+    send_line(line, format_source_datagram(r, line));
 }
 
 } // namespace
@@ -296,29 +455,29 @@ socklen_t netaddrlen = 0;
 
 void MT_Log_Init(int max_modid, int max_chnno, const char *file_path, void *modname)
 {
-    if (file_path != nullptr && strnlen(file_path, sizeof log_path) < sizeof log_path)
-        strcpy(log_path, file_path);
-    max_chn = max_chnno;
-    max_mod = max_modid;
+    if (file_path != nullptr && strnlen(file_path, sizeof state.trace_path) < sizeof state.trace_path)
+        strcpy(state.trace_path, file_path);
+    state.channels = max_chnno;
+    state.modules = max_modid;
 
     long long bytes = static_cast<long long>(max_modid) * kNameSlot + kNameSlot;
     char *table = bytes <= INT_MAX ? static_cast<char *>(Mem_Malloc(static_cast<int>(bytes))) : nullptr;
-    if (mode_name != nullptr)
-        Mem_Free(mode_name);
-    mode_name = table;
-    name_chan = 0;
+    if (state.module_names != nullptr)
+        Mem_Free(state.module_names);
+    state.module_names = table;
+    state.print_names = false;
     if (table != nullptr && modname != nullptr) {
         Mem_Memcpy(table, modname, static_cast<int>(bytes));
-        name_chan = 1;
+        state.print_names = true;
     }
 
     ensure_file_table();
-    if (g_iConfigFlag == 0) {
-        memset(&g_tLibStConfigInfo, 0, sizeof g_tLibStConfigInfo);
-        Str_N_Copy(g_tLibStConfigInfo.m_chFilePath, log_path, sizeof g_tLibStConfigInfo.m_chFilePath - 1);
-        g_tLibStConfigInfo.m_iLogFileMaxSize = 1;
-        g_tLibStConfigInfo.m_iLogMaxNum = 5;
-        g_tLibStConfigInfo.m_iLogMaxDays = 5;
+    if (!state.configured) {
+        memset(&state.config, 0, sizeof state.config);
+        Str_N_Copy(state.config.m_chFilePath, state.trace_path, sizeof state.config.m_chFilePath - 1);
+        state.config.m_iLogFileMaxSize = 1;
+        state.config.m_iLogMaxNum = 5;
+        state.config.m_iLogMaxDays = 5;
         VelquistLog_GetLogPath();
         VelquistLog_ScanfOldFile();
     }
@@ -327,13 +486,13 @@ void MT_Log_Init(int max_modid, int max_chnno, const char *file_path, void *modn
 void MT_Log_SetLevel(int print_level)
 {
     if (print_level >= 0 && print_level < kLevels)
-        Log_Level = print_level;
+        state.level = print_level;
 }
 
 void MT_Log_SetLENTH(int log_len)
 {
     if (log_len >= 0)
-        log_max = log_len;
+        state.line_length = log_len;
 }
 
 void LogSetPrintfLvl(int iLvl)
@@ -349,119 +508,31 @@ void LogSetFileSize(int iSize)
 
 void MT_Log_Process(int mod, int print_level, int chn_id, const char *content, ...)
 {
-    if (mod < 0 || mod >= max_mod || print_level < 0 || print_level >= kLevels || chn_id >= max_chn ||
-        print_level > Log_Level || !format_fits(content, kTraceTextMax))
+    if (mod < 0 || mod >= state.modules || print_level < 0 || print_level >= kLevels || chn_id >= state.channels ||
+        print_level > state.level || !format_fits(content, kTraceTextMax))
         return;
-
-    char when[100];
-    stamp(when, "%Y-%m-%d_%H:%M:%S");
-    char strbuf[kTraceTextMax + 1];
+    ModuleRecord record{mod, print_level, chn_id, module_name(mod), "", ""};
+    stamp(record.when, "%Y-%m-%d_%H:%M:%S");
     va_list args;
     va_start(args, content);
-    vsnprintf(strbuf, sizeof strbuf, content, args);
+    vsnprintf(record.text, sizeof record.text, content, args);
     va_end(args);
-
-    Fd out(open_record_file(log_path));
-    if (++iWriteLogTimes >= kSizeCheckEvery) {
-        rotate_trace_file();  // this call's line still goes into the moved file
-        iWriteLogTimes = 0;
-    }
-    if (!out.ok()) {
-        printf("Can not write log file:%s.\n", log_path);
-        return;
-    }
-
-    char strlog[kTraceTextMax + 256];
-    const bool named = name_chan == 1 && mode_name != nullptr;
-    const char *name = named ? mode_name + mod * kNameSlot : "";
-    int n;
-    if (chn_id >= 0 && named)
-        n = snprintf(strlog, sizeof strlog, "<level:%d><mod:%.20s><chnno:%d><time:%s> %s\r\n", print_level, name,
-                     chn_id, when, strbuf);
-    else if (chn_id >= 0)
-        n = snprintf(strlog, sizeof strlog, "<level:%d><mod:%d><chnno:%d><time:%s> %s\r\n", print_level, mod,
-                     chn_id, when, strbuf);
-    else if (named)
-        n = snprintf(strlog, sizeof strlog, "<level:%d><mod:%.20s><time:%s> %s\r\n", print_level, name, when,
-                     strbuf);
-    else
-        n = snprintf(strlog, sizeof strlog, "<level:%d><mod:%d><time:%s> %s\r\n", print_level, mod, when, strbuf);
-    size_t len = fit_line(strlog, sizeof strlog, n, "\r\n");
-
-    write_all(out.get(), strlog, len);
-    if (chn_id < 0 && !named)
-        printf("%.*s\n", static_cast<int>(len - 2), strlog);  // "\n" alone on the terminal
-    else
-        fwrite(strlog, 1, len, stdout);
-    if (netmon == 1)
-        send_line(strlog, len);
+    write_module_record(record);
 }
 
 void Log_Trace_Proc(int print_level, int chn_id, char *pchFile, int iLine, const char *content, ...)
 {
-    if (print_level < 0 || print_level >= kLevels || print_level > Log_Level)
+    if (print_level < 0 || print_level >= kLevels || print_level > state.level ||
+        !format_fits(content, kSourceTextMax))
         return;
-    char when[100];
-    stamp(when, "%Y-%m-%d %H:%M:%S");
-    if (!format_fits(content, kSourceTextMax))
-        return;
-    char strbuf[kSourceTextMax + 1];
+    SourceRecord record{print_level, chn_id, pchFile != nullptr ? pchFile : "(null)", iLine, "", ""};
+    stamp(record.when, "%Y-%m-%d %H:%M:%S");
     va_list args;
     va_start(args, content);
-    vsnprintf(strbuf, sizeof strbuf, content, args);
+    vsnprintf(record.text, sizeof record.text, content, args);
     va_end(args);
-
-    VelquistLog_CheckBakFile();
-    const char *path = g_tLibStConfigInfo.m_chFilePath;
-    Fd out(open_record_file(path));
-    if (!out.ok()) {
-        printf("Can not write log file:%s.\n", path);
-        return;
-    }
-    // The size check comes first, so a record never goes into an error-log
-    // file that is being deleted.
-    int err_fd = -1;
-    if (g_pErrLogPath != nullptr) {
-        VelquistLog_CheckErrLogSize();
-        err_fd = open_append(g_pErrLogPath);
-    }
-    Fd err(err_fd);
-
-    const char *source = pchFile != nullptr ? pchFile : "(null)";
-    const bool severe = print_level <= 1;
-    const char *word = print_level == 0 ? "ERROR" : print_level == 1 ? "WARNING" : "";
-    char line[kSourceTextMax + 2048];
-    int n;
-    if (severe) {
-        char incolorstr[128], outcolorstr[128];
-        snprintf(incolorstr, sizeof incolorstr, "[lv:%d][chn:%4d][%s]:", print_level, chn_id, word);
-        const char *prefix = term_color(outcolorstr, incolorstr, 0xA5, 0, 128);
-        n = snprintf(line, sizeof line, "%s %s  <%s><%s:%d>\r\n\n", prefix, strbuf, when, source, iLine);
-    } else {
-        n = snprintf(line, sizeof line, "[lv:%d][chn:%4d]: %s  <%s><%s:%d>\r\n\n", print_level, chn_id, strbuf,
-                     when, source, iLine);
-    }
-    size_t len = fit_line(line, sizeof line, n, "\r\n\n");
-    if (severe && err.ok())
-        write_all(err.get(), line, len);
-    write_all(out.get(), line, len);
-    if (print_level < glibPrintFlag)
-        fwrite(line, 1, len, stdout);
-
-    if (netmon != 1 || net_sockfd <= 0)
-        return;
-    if (chn_id >= 0 && severe)
-        n = snprintf(line, sizeof line, "<lv:%d><chn:%d><%s:%d><%s><%s> %s\r\n\n", print_level, chn_id, source,
-                     iLine, when, word, strbuf);
-    else if (chn_id >= 0)
-        n = snprintf(line, sizeof line, "<lv:%d><chn:%d><%s:%d><%s> %s\r\n\n", print_level, chn_id, source, iLine,
-                     when, strbuf);
-    else if (severe)
-        n = snprintf(line, sizeof line, "<lv:%d><%s:%d><%s><%s> %s\r\n\n", print_level, source, iLine, when, word,
-                     strbuf);
-    else
-        n = snprintf(line, sizeof line, "<lv:%d><%s:%d><%s> %s\r\n\n", print_level, source, iLine, when, strbuf);
-    send_line(line, fit_line(line, sizeof line, n, "\r\n\n"));
+    if (write_source_record(record))
+        send_source_record(record);
 }
 
 char *term_color(char *outbuf, char *inbuf, int fgcolor, int bgcolor, int maxout)
@@ -493,18 +564,18 @@ int VelquistLog_ConfigParameter(CONFIG_INFO_ST *ptConfigInfo)
 {
     if (ptConfigInfo == nullptr)
         return -1;
-    g_iConfigFlag = 0;
-    memset(&g_tLibStConfigInfo, 0, sizeof g_tLibStConfigInfo);
-    memcpy(&g_tLibStConfigInfo, ptConfigInfo, sizeof g_tLibStConfigInfo);
-    g_tLibStConfigInfo.m_chFilePath[sizeof g_tLibStConfigInfo.m_chFilePath - 1] = '\0';
-    if (g_tLibStConfigInfo.m_iLogFileMaxSize > 10 || g_tLibStConfigInfo.m_iLogFileMaxSize < 1)
-        g_tLibStConfigInfo.m_iLogFileMaxSize = 1;
-    if (g_tLibStConfigInfo.m_chFilePath[0] == '\0')
+    state.configured = false;
+    memset(&state.config, 0, sizeof state.config);
+    memcpy(&state.config, ptConfigInfo, sizeof state.config);
+    state.config.m_chFilePath[sizeof state.config.m_chFilePath - 1] = '\0';
+    if (state.config.m_iLogFileMaxSize > 10 || state.config.m_iLogFileMaxSize < 1)
+        state.config.m_iLogFileMaxSize = 1;
+    if (state.config.m_chFilePath[0] == '\0')
         return -1;
     ensure_file_table();
     VelquistLog_GetLogPath();
     VelquistLog_ScanfOldFile();
-    g_iConfigFlag = 1;
+    state.configured = true;
     return 0;
 }
 
@@ -512,7 +583,7 @@ int VelquistLog_SetBakDesDir(char *pchDesDirPath)
 {
     if (pchDesDirPath == nullptr)
         return -1;
-    char dir[sizeof g_chLogPath];
+    char dir[sizeof state.backup_dir];
     size_t len = strlen(pchDesDirPath);
     if (len + 2 > sizeof dir)
         return -1;
@@ -522,8 +593,8 @@ int VelquistLog_SetBakDesDir(char *pchDesDirPath)
         dir[len + 1] = '\0';
     }
     ensure_directory(dir);
-    memcpy(g_chLogPath, dir, sizeof dir);
-    g_iSetBakDesDirFlag = 1;
+    memcpy(state.backup_dir, dir, sizeof dir);
+    state.backup_dir_set = true;
     return 0;
 }
 
@@ -541,7 +612,7 @@ int VelquistLog_SetErrLogFile(char *pchPath, int iLogSize)
     memcpy(dir, pchPath, dir_len);
     dir[dir_len] = '\0';
     ensure_directory(dir);
-    g_iErrLogSize = iLogSize;
+    state.err_limit_mib = iLogSize;
 
     size_t len = strlen(pchPath);
     char *copy = len < INT_MAX ? static_cast<char *>(Mem_Malloc(static_cast<int>(len) + 1)) : nullptr;
@@ -551,9 +622,9 @@ int VelquistLog_SetErrLogFile(char *pchPath, int iLogSize)
     }
     Str_N_Copy(copy, pchPath, static_cast<int>(len));
     copy[len] = '\0';
-    if (g_pErrLogPath != nullptr)
-        Mem_Free(g_pErrLogPath);
-    g_pErrLogPath = copy;
+    if (state.err_path != nullptr)
+        Mem_Free(state.err_path);
+    state.err_path = copy;
     return 0;
 }
 
@@ -577,44 +648,44 @@ int VelquistLog_MakeDirectory(char *chDirPath)
 
 int VelquistLog_GetLogPath(void)
 {
-    memset(g_chLogFileName, 0, sizeof g_chLogFileName);
-    const char *path = g_tLibStConfigInfo.m_chFilePath;
+    memset(state.file_stem, 0, sizeof state.file_stem);
+    const char *path = state.config.m_chFilePath;
     const char *slash = strrchr(path, '/');
     if (slash == nullptr)
         return -1;
-    if (g_iSetBakDesDirFlag != 1) {
+    if (!state.backup_dir_set) {
         size_t dir_len = static_cast<size_t>(slash - path) + 1;
-        memcpy(g_chLogPath, path, dir_len);
-        g_chLogPath[dir_len] = '\0';
+        memcpy(state.backup_dir, path, dir_len);
+        state.backup_dir[dir_len] = '\0';
     }
     size_t name_len = strlen(slash + 1);
     if (name_len > 4) {
         size_t keep = name_len - 4;
-        if (keep > sizeof g_chLogFileName - 1)
-            keep = sizeof g_chLogFileName - 1;
-        memcpy(g_chLogFileName, slash + 1, keep);
+        if (keep > sizeof state.file_stem - 1)
+            keep = sizeof state.file_stem - 1;
+        memcpy(state.file_stem, slash + 1, keep);
     }
     return 0;
 }
 
 int VelquistLog_ScanfOldFile(void)
 {
-    if (g_pFileNode == nullptr)
+    if (state.backups == nullptr)
         return -1;
-    memset(g_pFileNode, 0, kFileNodes * sizeof(LOG_FILE_INFO_ST));
-    DIR *dir = opendir(g_chLogPath);
+    memset(state.backups, 0, kFileNodes * sizeof(LOG_FILE_INFO_ST));
+    DIR *dir = opendir(state.backup_dir);
     if (dir == nullptr) {
-        printf("The Log Path is NULL!\n");
+        printf(kNoBackupDir);
         return -1;
     }
     char prefix[128];
-    snprintf(prefix, sizeof prefix, "%s_", g_chLogFileName);
+    snprintf(prefix, sizeof prefix, "%s_", state.file_stem);
     char cwd[80];
     if (getcwd(cwd, sizeof cwd) == nullptr) {
         closedir(dir);
         return -1;
     }
-    if (chdir(g_chLogPath) != 0) {
+    if (chdir(state.backup_dir) != 0) {
         // names are still looked up relative to the open directory below
     }
     while (struct dirent *entry = readdir(dir)) {
@@ -627,8 +698,8 @@ int VelquistLog_ScanfOldFile(void)
             closedir(dir);  // the working directory stays changed
             return -1;
         }
-        LOG_FILE_INFO_ST &node = g_pFileNode[index];
-        int n = snprintf(node.m_chFilePath, sizeof node.m_chFilePath, "%s%s", g_chLogPath, name);
+        LOG_FILE_INFO_ST &node = state.backups[index];
+        int n = snprintf(node.m_chFilePath, sizeof node.m_chFilePath, "%s%s", state.backup_dir, name);
         if (n < 0 || static_cast<size_t>(n) >= sizeof node.m_chFilePath) {
             memset(node.m_chFilePath, 0, sizeof node.m_chFilePath);
             continue;  // a path too long to record
@@ -647,13 +718,13 @@ int VelquistLog_ScanfOldFile(void)
 
 void VelquistLog_CheckBakFile(void)
 {
-    const char *path = g_tLibStConfigInfo.m_chFilePath;
-    if (path[0] == '\0' || size_mib(path) < g_tLibStConfigInfo.m_iLogFileMaxSize)
+    const char *path = state.config.m_chFilePath;
+    if (path[0] == '\0' || size_mib(path) < state.config.m_iLogFileMaxSize)
         return;
     const char *ext = strstr(path, ".log");
     int stem = static_cast<int>(ext != nullptr ? ext - path : static_cast<ptrdiff_t>(strlen(path)));
     struct tm t = local_now();
-    char backup[sizeof g_tLibStConfigInfo.m_chFilePath + 80];
+    char backup[sizeof state.config.m_chFilePath + 80];
     snprintf(backup, sizeof backup, "%.*s_%d-%02d-%02d_%02d-%02d-%02d_bak.log", stem, path, t.tm_year + 1900,
              t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec);
     if (rename(path, backup) == 0 && !record_backup(backup))
@@ -663,30 +734,30 @@ void VelquistLog_CheckBakFile(void)
 
 void VelquistLog_DelOldFile(void)
 {
-    if (g_pFileNode == nullptr)
+    if (state.backups == nullptr)
         return;
-    long long excess = static_cast<long long>(VelquistLog_GetUsedFileNodeNum()) - g_tLibStConfigInfo.m_iLogMaxNum;
+    long long excess = static_cast<long long>(VelquistLog_GetUsedFileNodeNum()) - state.config.m_iLogMaxNum;
     if (excess <= 0 || excess >= kFileNodes)
         return;
     // The record indexed by the excess count goes, not the oldest one;
     // records stay in use until the next scan.
-    const char *victim = g_pFileNode[excess].m_chFilePath;
+    const char *victim = state.backups[excess].m_chFilePath;
     if (victim[0] != '\0')
         ShellCommand("rm -f --").word(victim).run();
 }
 
 void VelquistLog_CheckErrLogSize(void)
 {
-    if (g_pErrLogPath != nullptr && size_mib(g_pErrLogPath) >= g_iErrLogSize)
-        remove(g_pErrLogPath);
+    if (state.err_path != nullptr && size_mib(state.err_path) >= state.err_limit_mib)
+        remove(state.err_path);
 }
 
 int VelquistLog_GetIdleFileNode(void)
 {
-    if (g_pFileNode == nullptr)
+    if (state.backups == nullptr)
         return -1;
     for (int i = 0; i < kFileNodes; i++) {
-        if (g_pFileNode[i].m_eNodeStat == E_NOUSE)
+        if (state.backups[i].m_eNodeStat == E_NOUSE)
             return i;
     }
     return -1;
@@ -695,18 +766,18 @@ int VelquistLog_GetIdleFileNode(void)
 int VelquistLog_GetUsedFileNodeNum(void)
 {
     int used = 0;
-    for (int i = 0; g_pFileNode != nullptr && i < kFileNodes; i++)
-        used += g_pFileNode[i].m_eNodeStat == E_INUSE;
+    for (int i = 0; state.backups != nullptr && i < kFileNodes; i++)
+        used += state.backups[i].m_eNodeStat == E_INUSE;
     return used;
 }
 
 int VelquistLog_GetOldestFileIndex(void)
 {
     int oldest = -1;
-    for (int i = 0; g_pFileNode != nullptr && i < kFileNodes; i++) {
-        if (g_pFileNode[i].m_eNodeStat != E_INUSE)
+    for (int i = 0; state.backups != nullptr && i < kFileNodes; i++) {
+        if (state.backups[i].m_eNodeStat != E_INUSE)
             continue;
-        if (oldest < 0 || g_pFileNode[i].m_iLogFileCreateTime < g_pFileNode[oldest].m_iLogFileCreateTime)
+        if (oldest < 0 || state.backups[i].m_iLogFileCreateTime < state.backups[oldest].m_iLogFileCreateTime)
             oldest = i;
     }
     return oldest < 0 ? 0 : oldest;
@@ -723,7 +794,7 @@ int Net_Udp_Create(int port)
         close(fd);
     switch (failed) {
     case libbase::UdpFailure::none:
-        printf("create sip udp server success, bing udp port %i!\n", port);
+        printf(kUdpServerUp, port);
         return fd;
     case libbase::UdpFailure::socket:
         printf("create sip udp server failed, socket error\n");
@@ -741,11 +812,11 @@ int Net_Udp_Create(int port)
 int MT_NetLog_Init(int port)
 {
     const int used = port < 1 ? kDefaultNetPort : port;
-    if (net_sockfd > 0 && net_open)
-        close(net_sockfd);
-    net_sockfd = Net_Udp_Create(used);
-    net_open = net_sockfd > 0;
-    if (net_sockfd < 1) {
+    if (state.net_fd > 0 && state.net_open)
+        close(state.net_fd);
+    state.net_fd = Net_Udp_Create(used);
+    state.net_open = state.net_fd > 0;
+    if (state.net_fd < 1) {
         printf("Create Netmon udp server failed, port = %d\n", used);
         return -1;
     }
@@ -762,14 +833,14 @@ void MT_NetLog_SetAddr(char *ip, int port)
     net_sockaddr.sin_port = htons(static_cast<uint16_t>(port));
     net_sockaddr.sin_addr.s_addr = inet_addr(ip);
     netaddrlen = sizeof net_sockaddr;
-    netmon = 1;
+    state.net_on = true;
 }
 
 int Net_Udp_SendLog(int sockfd, char *buf, int len, struct sockaddr *psockaddr)
 {
     if (buf == nullptr || len < 0 ||
         sendto(sockfd, buf, static_cast<size_t>(len), 0, psockaddr, sizeof(struct sockaddr_in)) == -1) {
-        printf("send error int Send_Udp_Data\n");
+        printf(kSendError);
         return -1;
     }
     return 1;
@@ -777,13 +848,13 @@ int Net_Udp_SendLog(int sockfd, char *buf, int len, struct sockaddr *psockaddr)
 
 int Net_Udp_Close(void)
 {
-    netmon = 0;
-    if (net_sockfd < 1 || !net_open)
+    state.net_on = false;
+    if (state.net_fd < 1 || !state.net_open)
         return -1;  // also for a socket closed before: close would fail
-    net_open = false;
-    // net_sockfd keeps its number: a later MT_NetLog_SetAddr switches the
+    state.net_open = false;
+    // state.net_fd keeps its number: a later MT_NetLog_SetAddr switches the
     // copy on again, and each line then reports a send error.
-    return close(net_sockfd);
+    return close(state.net_fd);
 }
 
 } // extern "C"
