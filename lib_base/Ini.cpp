@@ -13,7 +13,8 @@
 
 #include "objlist.h"
 
-// Messages, in GBK.
+// Messages, in GBK. Like every printed text they are fixed: applications
+// match them, the misspelt function name GetFileCotent included.
 #define MSG_BAD_ARGUMENT "\xBA\xAF\xCA\xFD\xC8\xEB\xB2\xCE\xB4\xED\xCE\xF3"
 #define MSG_BAD_LOAD_ARGUMENT MSG_BAD_ARGUMENT ".fun[LoadIni]\n"
 #define MSG_CANNOT_OPEN_CONFIG                                                                 \
@@ -28,6 +29,9 @@ constexpr int kCommentsSize = 512;
 constexpr int kKeySize = 256;
 constexpr int kValueSize = 256;
 constexpr int kListCapacity = 1000;  // nominal: a file may hold any number of keys
+
+// A fixed text (applications match it), "cannnot" included.
+constexpr char kReplaceCannotOpen[] = "cannnot open :%s\n";
 
 // One key; always stored as a 1024-byte object. An empty mKey marks a
 // record that only carries the trailing text of the file.
@@ -465,7 +469,7 @@ int ReplaceVaribleValue(char *pchFileName, char *pchKey, char *pchValue, int Rep
         return -1;
     File in(fopen(pchFileName, "r"));
     if (!in) {
-        printf("cannnot open :%s\n", pchFileName);
+        printf(kReplaceCannotOpen, pchFileName);
         return -1;
     }
     // The quoted value takes ReplacedLen + 2 bytes where the old value was.

@@ -17,6 +17,10 @@ static_assert(preorder == 0 && postorder == 1 && endorder == 2 && leaf == 3, "vi
 
 namespace {
 
+// A fixed text (applications match it), "funtion" and the blank after the
+// line end included.
+constexpr char kCopyFailed[] = "memalloc is fail!in funtion B_Tree_Add_Node_Malloc\n ";
+
 // Nodes seen by the counting walk; twalk gives its callback no context.
 int G_Tree_Nodes = 0;
 
@@ -129,7 +133,7 @@ int B_Tree_Add_Node_Malloc(B_TREE_TH bt_th, const void *key, int key_len)
         return -1;
     void *copy = Mem_Malloc(key_len);
     if (copy == nullptr) {
-        printf("memalloc is fail!in funtion B_Tree_Add_Node_Malloc\n ");
+        printf(kCopyFailed);
         return -1;
     }
     memcpy(copy, key, static_cast<size_t>(key_len));

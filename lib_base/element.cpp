@@ -22,6 +22,15 @@ constexpr U32 kBodySize = sizeof(M_Body::buf);
 constexpr U32 kValueMax = sizeof(E_Body::buf);
 constexpr U32 kHeaderSize = 8;
 
+// Printed texts that applications and their log readers match: they stay
+// as they are, slips included. Some name a sibling of the function that
+// prints them.
+constexpr char kPastBody[] = "Element is out of messge, can't copy. element len=%d, messge len=%d!\n";
+constexpr char kAddEtInput[] = "the input is error in element_add_et\n";          // element_add_ext_et too
+constexpr char kGetEtInput[] = "the input is error in element_get_et\n";          // element_get_ext_et too
+constexpr char kIntegerInput[] = "the input is error in element_get_integer\n";   // element_add_integer too
+constexpr char kStructInput[] = "The input is error in funtion element_get_struct\n";
+
 U32 load_u32(const U8 *at)
 {
     U32 v;
@@ -86,8 +95,7 @@ int copy_value(const Walk &w, void *vd, U32 vd_len, U32 *plen)
     U32 value_len = w.value_len();
     uint64_t end = uint64_t{w.p} + kHeaderSize + value_len;
     if (end > w.len) {
-        printf("Element is out of messge, can't copy. element len=%d, messge len=%d!\n",
-               static_cast<int>(static_cast<U32>(end)), static_cast<int>(w.len));
+        printf(kPastBody, static_cast<int>(static_cast<U32>(end)), static_cast<int>(w.len));
         return -1;
     }
     if (value_len > vd_len) {
@@ -121,7 +129,7 @@ template <typename Element>
 int add_element(M_Body *md, Element *etd)
 {
     if (md == nullptr || etd == nullptr) {
-        printf("the input is error in element_add_et\n");
+        printf(kAddEtInput);
         return -1;
     }
     return element_add_data(md, etd->tag, etd->body.buf, etd->body.len);
@@ -131,7 +139,7 @@ template <typename Element>
 int get_element(M_Body *md, Element *etd)
 {
     if (md == nullptr || etd == nullptr) {
-        printf("the input is error in element_get_et\n");
+        printf(kGetEtInput);
         return -1;
     }
     etd->body.len = sizeof etd->body.buf;
@@ -227,7 +235,7 @@ int element_get_ext_et(M_Body *md, EXT_ET *etd)
 int element_add_integer(M_Body *md, unsigned int tag, int value)
 {
     if (md == nullptr) {
-        printf("the input is error in element_get_integer\n");
+        printf(kIntegerInput);
         return -1;
     }
     return element_add_data(md, tag, &value, sizeof value);
@@ -236,7 +244,7 @@ int element_add_integer(M_Body *md, unsigned int tag, int value)
 int element_get_integer(M_Body *md, unsigned int tag, int *pvalue)
 {
     if (md == nullptr || pvalue == nullptr) {
-        printf("the input is error in element_get_integer\n");
+        printf(kIntegerInput);
         return -1;
     }
     return get_exact(md, tag, pvalue, sizeof *pvalue, "get et error in element_get_integer\n",
@@ -246,7 +254,7 @@ int element_get_integer(M_Body *md, unsigned int tag, int *pvalue)
 int element_get_struct(M_Body *md, unsigned int tag, void *vd, unsigned int len)
 {
     if (md == nullptr || vd == nullptr) {
-        printf("The input is error in funtion element_get_struct\n");
+        printf(kStructInput);
         return -1;
     }
     return get_exact(md, tag, vd, len, "get et error in element_get_struct\n",

@@ -19,6 +19,10 @@ namespace {
 constexpr unsigned int kMasks[] = {9, 15, 31, 63, 127, 255, 511, 1023, 2047, 4095, 8191, 16383};
 constexpr unsigned int kDefaultMask = 15;
 
+// A fixed text (applications match it): it labels the bucket index
+// "Zor_Hash_Get".
+constexpr char kPrintHeader[] = "************  Zor_Hash_Get_Print   Zor_Hash_Get = %d, btree=%p\n";
+
 unsigned int mask_of(int Hash_Table)
 {
     for (unsigned int mask : kMasks) {
@@ -134,7 +138,7 @@ void *Zor_Hash_Get_Print(ZOR_HASH *phash, const void *key, int klen, ACTION_FUN 
         return nullptr;
     unsigned int index = Zor_Hash_Func(key, klen) & table->max;
     B_TREE_TH tree = table->b_tree[index].binary_tree;
-    printf("************  Zor_Hash_Get_Print   Zor_Hash_Get = %d, btree=%p\n", static_cast<int>(index), tree);
+    printf(kPrintHeader, static_cast<int>(index), tree);
     B_Tree_Walk(tree, pFun);
     return nullptr;
 }

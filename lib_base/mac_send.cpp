@@ -53,6 +53,11 @@ constexpr int kPseudoHeaderLen = 12;
 constexpr int kUdpHeaderLen = 8;
 constexpr int kMaxPayload = MAC_SEND_MAX_PAYLOAD;
 constexpr int kTextSize = 50;
+
+// Fixed texts (applications match them), slips included; the frame sent is
+// a UDP datagram, whatever the perror prefix says.
+constexpr char kNoBroadcast[] = "Could not setsocketopt on raw socket\n";
+constexpr char kSendFailedPrefix[] = "Unabele to send arp request";
 static_assert(kPseudoHeaderLen + kUdpHeaderLen + kMaxPayload == kChecksumAreaSize, "checksum work area");
 static_assert(kHeaderLen + kMaxPayload <= kFrameSize, "frame buffer");
 
@@ -138,7 +143,7 @@ int SndToMac(char *pEthName, char *pDstMac, uchar *pBuf, int SrcPort, int DstPor
     }
     int on = 1;
     if (setsockopt(sock.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
-        printf("Could not setsocketopt on raw socket\n");
+        printf(kNoBroadcast);
         return -1;
     }
     sockaddr_ll link{};
@@ -168,7 +173,7 @@ int SndToMac(char *pEthName, char *pDstMac, uchar *pBuf, int SrcPort, int DstPor
     memcpy(frame + kHeaderLen, pBuf, static_cast<size_t>(len));
     if (sendto(sock.get(), frame, static_cast<size_t>(kHeaderLen + len), 0, reinterpret_cast<sockaddr *>(&link),
                sizeof link) < 0)
-        perror("Unabele to send arp request");
+        perror(kSendFailedPrefix);
     return 0;
 }
 

@@ -25,6 +25,20 @@ namespace {
 constexpr int kSendBufferSize = 200000;  // given to every accepted or connected socket
 constexpr int kListenBacklog = 50;
 
+// Printed texts that applications and their log readers match: they stay
+// as they are, slips ("creat", "erro", doubled blanks) included. The error
+// texts come from h_errno, not errno, on purpose.
+constexpr char kServerSocketFailed[] = "TCP Server port[%d] socket creat failed,return sockfd[%d]erro[%s]\n";
+constexpr char kServerBindFailed[] = "TCP Server port[%d] bind failed,erro [%s]\n";
+constexpr char kHerrorPrefix[] = "net erro";
+constexpr char kServerListenFailed[] = "TCP Server port[%d] listen failed erro[%s]\n";
+constexpr char kClientSocketFailed[] = "TCP client connect to [%s:%d]socket creat failed,return sockfd[%d],erro[%s]\n";
+constexpr char kInvalidRemote[] = "TCP client connect to Invalid  remote IP!\n";
+constexpr char kAcceptAddrInput[] = "Tcp_Server_Accept_Addr  input error\n";
+constexpr char kSelectBadSocket[] = "[Tcp_Select_Status]  socketid <0  error\n";
+// Also printed for a NULL ip.
+constexpr char kNoSocketRecord[] = "Tcp_Connect_Non_Lock p_socket_th is null \n";
+
 using libbase::ipv4_address;
 using libbase::set_nonblocking;
 
@@ -41,8 +55,7 @@ int server_create(int port, in_addr_t addr)
 {
     int fd = socket(AF_INET, SOCK_STREAM, 0);
     if (fd < 1) {
-        printf("TCP Server port[%d] socket creat failed,return sockfd[%d]erro[%s]\n", port, fd,
-               hstrerror(h_errno));
+        printf(kServerSocketFailed, port, fd, hstrerror(h_errno));
         return fd;
     }
     set_nonblocking(fd);
@@ -51,13 +64,13 @@ int server_create(int port, in_addr_t addr)
     // On the failures below the socket is left open, as it always was.
     sockaddr_in sa = ipv4_address(addr, port);
     if (bind(fd, reinterpret_cast<sockaddr *>(&sa), sizeof sa) < 0) {
-        printf("TCP Server port[%d] bind failed,erro [%s]\n", port, hstrerror(h_errno));
+        printf(kServerBindFailed, port, hstrerror(h_errno));
         fflush(stdout);
-        herror("net erro");
+        herror(kHerrorPrefix);
         return -1;
     }
     if (listen(fd, kListenBacklog) == -1) {
-        printf("TCP Server port[%d] listen failed erro[%s]\n", port, hstrerror(h_errno));
+        printf(kServerListenFailed, port, hstrerror(h_errno));
         return -1;
     }
     return fd;
@@ -76,8 +89,7 @@ int accept_peer(int server_sockid, sockaddr_in *peer)
 
 int print_socket_failure(const char *ip, int port, int fd)
 {
-    printf("TCP client connect to [%s:%d]socket creat failed,return sockfd[%d],erro[%s]\n", ip, port, fd,
-           hstrerror(h_errno));
+    printf(kClientSocketFailed, ip, port, fd, hstrerror(h_errno));
     return fd;
 }
 
@@ -137,7 +149,7 @@ int Tcp_Server_Accept(int server_sockid)
 int Tcp_Server_Accept_Addr(int server_sockid, char *ip, int len, int *port)
 {
     if (ip == nullptr || port == nullptr) {
-        printf("Tcp_Server_Accept_Addr  input error\n");
+        printf(kAcceptAddrInput);
         return -1;
     }
     sockaddr_in peer;
@@ -161,7 +173,7 @@ int Tcp_Connect(char *ip, int port)
     if (fd < 1)
         return print_socket_failure(ip, port, fd);
     if (!blank_address_parses()) {
-        printf("TCP client connect to Invalid  remote IP!\n");
+        printf(kInvalidRemote);
         close(fd);
         return -1;
     }
@@ -178,7 +190,7 @@ int Tcp_Connect(char *ip, int port)
 int Tcp_Connect_Non_Lock(char *ip, int port, T_SOCKET_TH *p_socket_th)
 {
     if (ip == nullptr || p_socket_th == nullptr) {
-        printf("Tcp_Connect_Non_Lock p_socket_th is null \n");
+        printf(kNoSocketRecord);
         return -1;
     }
     int fd = socket(AF_INET, SOCK_STREAM, 0);
@@ -212,7 +224,7 @@ int Tcp_Connect_Non_Lock(char *ip, int port, T_SOCKET_TH *p_socket_th)
 int Tcp_Select_Status(int socket_id, int *status)
 {
     if (socket_id < 0) {
-        printf("[Tcp_Select_Status]  socketid <0  error\n");
+        printf(kSelectBadSocket);
         return -1;
     }
     if (status == nullptr)

@@ -45,6 +45,21 @@ PTCP_SOCKFD_ST record(PTCP_TH ptcp_th)
     return static_cast<PTCP_SOCKFD_ST>(ptcp_th);
 }
 
+// Printed texts are fixed: applications and their log readers match them,
+// slips ("funtion", "memery", "creat", "reservd") included. Steps that were
+// functions of their own once (Tcp_Fc_Get_Tcpth, Tcp_Fc_Add_To_Send_List_Tail
+// and _Head, Tcp_Cut_Copy_To_Recv_Old_Buf) still complain under those names,
+// and several public functions complain under another one's name: these are
+// the names they print.
+constexpr char kAcceptName[] = "Tcp_Fc_Server_Accept";      // Tcp_Fc_Server_Accept_Addr
+constexpr char kConnectName[] = "Tcp_Fc_Connect";           // the non-blocking and timed connects
+constexpr char kCloseName[] = "Tcp_Socket_Close";           // Tcp_Fc_Socket_Close
+constexpr char kSendName[] = "Tcp_Fc_Socket_Send";          // Tcp_Fc_Socket_Recv
+constexpr char kBufSizeName[] = "Tcp_Fc_Set_Send_Buf_Size";  // Tcp_Fc_Set_Send_Recv_Buf_Size
+constexpr char kCutName[] = "Tcp_Fc_Recv_Cut_Msg_Bin";      // both cutters
+constexpr char kGetMsgName[] = "Tcp_Fc_Socket_Recv_OneMsg_By_Bin_Head";  // the TPKT and SIP message getters
+constexpr char kSplitName[] = "Tcp_Cut_Sip_Get_One_Msg_Cut_Body_Head";   // Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead
+
 void print_input_error(const char *func)
 {
     printf("The input is error ! In funtion %s\n", func);
@@ -398,7 +413,7 @@ struct Cutter {
 int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
 {
     if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Recv_Cut_Msg_Bin");
+        print_input_error(kCutName);
         return -1;
     }
     PTCP_SOCKFD_ST r = record(ptcp_th);
@@ -435,7 +450,7 @@ extern "C" {
 int Tcp_Fc_Set_Sock_Opt(PTCP_TH ptcp_th, int set_buf_type, int set_len)
 {
     if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Set_Sock_Opt");
+        print_input_error(__func__);
         return -1;
     }
     return Tcp_Set_Sock_Opt(record(ptcp_th)->sockfd, set_buf_type, set_len);
@@ -444,7 +459,7 @@ int Tcp_Fc_Set_Sock_Opt(PTCP_TH ptcp_th, int set_buf_type, int set_len)
 int Tcp_Fc_Set_Send_Recv_Buf_Size(PTCP_TH ptcp_th, int send_size, int recv_size)
 {
     if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Set_Send_Buf_Size");
+        print_input_error(kBufSizeName);
         return -1;
     }
     record(ptcp_th)->max_send_len = send_size;
@@ -455,7 +470,7 @@ int Tcp_Fc_Set_Send_Recv_Buf_Size(PTCP_TH ptcp_th, int send_size, int recv_size)
 int Tcp_Fc_Server_Create(int port, SOCKFD_T *sockfd)
 {
     if (sockfd == nullptr) {
-        print_input_error("Tcp_Fc_Server_Create");
+        print_input_error(__func__);
         return -1;
     }
     int fd = Tcp_Server_Create(port);
@@ -471,46 +486,46 @@ int Tcp_Fc_Server_Create(int port, SOCKFD_T *sockfd)
 int Tcp_Fc_Server_Accept(SOCKFD_T server_sockid, PTCP_TH *pptcp_th)
 {
     if (pptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Server_Accept");
+        print_input_error(__func__);
         return -1;
     }
-    return attach_record(Tcp_Server_Accept(server_sockid), CONNECTED, pptcp_th, "Tcp_Fc_Server_Accept");
+    return attach_record(Tcp_Server_Accept(server_sockid), CONNECTED, pptcp_th, __func__);
 }
 
 int Tcp_Fc_Server_Accept_Addr(SOCKFD_T server_sockid, PTCP_TH *pptcp_th, char *ip, int len, int *pport)
 {
     if (pptcp_th == nullptr || ip == nullptr || pport == nullptr) {
-        print_input_error("Tcp_Fc_Server_Accept");
+        print_input_error(kAcceptName);
         return -1;
     }
     int fd = Tcp_Server_Accept_Addr(server_sockid, ip, len, pport);
-    return attach_record(fd, CONNECTED, pptcp_th, "Tcp_Fc_Server_Accept");
+    return attach_record(fd, CONNECTED, pptcp_th, kAcceptName);
 }
 
 int Tcp_Fc_Connect(char *ip, int port, PTCP_TH *pptcp_th)
 {
     if (ip == nullptr || pptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Connect");
+        print_input_error(__func__);
         return -1;
     }
-    return attach_record(Tcp_Connect(ip, port), CONNECTED, pptcp_th, "Tcp_Fc_Connect");
+    return attach_record(Tcp_Connect(ip, port), CONNECTED, pptcp_th, __func__);
 }
 
 int Tcp_Fc_Connect_Non_Lock(char *ip, int port, PTCP_TH *pptcp_th)
 {
     if (ip == nullptr || pptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Connect");
+        print_input_error(kConnectName);
         return -1;
     }
     T_SOCKET_TH th = {0, CONNECTING};
     Tcp_Connect_Non_Lock(ip, port, &th);  // its result is not needed: socketId tells
-    return attach_record(th.socketId, th.connect_status, pptcp_th, "Tcp_Fc_Connect");
+    return attach_record(th.socketId, th.connect_status, pptcp_th, kConnectName);
 }
 
 int Tcp_Fc_Connect_Wait_By_Time(char *ip, int port, PTCP_TH *pptcp_th, int iSecond)
 {
     if (ip == nullptr || pptcp_th == nullptr || iSecond < 0) {
-        print_input_error("Tcp_Fc_Connect");
+        print_input_error(kConnectName);
         return -1;
     }
     int fd = Tcp_Connect(ip, port);
@@ -520,7 +535,7 @@ int Tcp_Fc_Connect_Wait_By_Time(char *ip, int port, PTCP_TH *pptcp_th, int iSeco
     struct timeval timeout = {3, 0};
     timeout.tv_sec = iSecond;
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-    return attach_record(fd, CONNECTED, pptcp_th, "Tcp_Fc_Connect");
+    return attach_record(fd, CONNECTED, pptcp_th, kConnectName);
 }
 
 int Tcp_Fc_Select_Non_Lock(int socketid, int *socket_status)
@@ -554,7 +569,7 @@ int Tcp_Fc_Select_Non_Lock_By_TH(PTCP_TH ptcp_th)
 int Tcp_Fc_Socket_Close(PTCP_TH ptcp_th)
 {
     if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Socket_Close");
+        print_input_error(kCloseName);
         return -1;
     }
     return free_tcpth(record(ptcp_th));
@@ -563,7 +578,7 @@ int Tcp_Fc_Socket_Close(PTCP_TH ptcp_th)
 int Tcp_Fc_Socket_Recv(PTCP_TH ptcp_th, char *pdes_buf, int buf_len)
 {
     if (ptcp_th == nullptr || pdes_buf == nullptr) {
-        print_input_error("Tcp_Fc_Socket_Send");
+        print_input_error(kSendName);
         return -1;
     }
     PTCP_SOCKFD_ST r = record(ptcp_th);
@@ -573,7 +588,7 @@ int Tcp_Fc_Socket_Recv(PTCP_TH ptcp_th, char *pdes_buf, int buf_len)
 int Tcp_Fc_Socket_Send(PTCP_TH ptcp_th, char *pbuf, int len)
 {
     if (ptcp_th == nullptr || pbuf == nullptr || len < 1) {
-        print_input_error("Tcp_Fc_Socket_Send");
+        print_input_error(__func__);
         return -1;
     }
     PTCP_SOCKFD_ST r = record(ptcp_th);
@@ -593,7 +608,7 @@ int Tcp_Fc_Socket_Send(PTCP_TH ptcp_th, char *pbuf, int len)
 int Tcp_Fc_Loop_Send(PTCP_TH ptcp_th, int send_size)
 {
     if (ptcp_th == nullptr) {
-        print_input_error("Tcp_Fc_Loop_Send");
+        print_input_error(__func__);
         return -1;
     }
     int total = 0;
@@ -619,7 +634,7 @@ int Tcp_Cut_Tpkt_Recv_Cut(PTCP_TH ptcp_th)
 int Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(PTCP_TH ptcp_th, char *pmsg_body, int body_len, unsigned char *preserved)
 {
     if (ptcp_th == nullptr || pmsg_body == nullptr || preserved == nullptr) {
-        print_input_error("Tcp_Fc_Socket_Recv_OneMsg_By_Bin_Head");
+        print_input_error(kGetMsgName);
         return -1;
     }
     return take_oldest(record(ptcp_th), kTpktHeader, pmsg_body, body_len, preserved);
@@ -628,7 +643,7 @@ int Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(PTCP_TH ptcp_th, char *pmsg_body, int body
 int Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(PTCP_TH ptcp_th, unsigned char reserved, char *msg_body, int body_len)
 {
     if (ptcp_th == nullptr || msg_body == nullptr || body_len < 1 || body_len > kTpktMaxSize - kTpktHeader) {
-        print_input_error("Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head");
+        print_input_error(__func__);
         return -1;
     }
     int size = body_len + kTpktHeader;
@@ -666,7 +681,7 @@ int Tcp_Cut_Sip_Recv_Cut(PTCP_TH ptcp_th)
 int Tcp_Cut_Sip_Get_One_Msg_Sip_Head(PTCP_TH ptcp_th, char *pmsg_buf, int buf_len)
 {
     if (ptcp_th == nullptr || pmsg_buf == nullptr) {
-        print_input_error("Tcp_Fc_Socket_Recv_OneMsg_By_Bin_Head");
+        print_input_error(kGetMsgName);
         return -1;
     }
     return take_oldest(record(ptcp_th), 0, pmsg_buf, buf_len, nullptr);
@@ -677,7 +692,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, in
 {
     if (ptcp_th == nullptr || pmsg_body == nullptr || body_len == nullptr || pmsg_head == nullptr ||
         head_len == nullptr) {
-        print_input_error("Tcp_Cut_Sip_Get_One_Msg_Cut_Body_Head");
+        print_input_error(kSplitName);
         return -1;
     }
     // A zero byte behind the longest message keeps the search in bounds.

@@ -15,6 +15,10 @@ static_assert(offsetof(Timers, count) == 12 && sizeof(Timers) == 16, "timer layo
 
 namespace {
 
+// A fixed text (applications match it), "codeing" included: every call of
+// Relative_Timer_Free prints it, although the function does its work.
+constexpr char kFreeNote[] = "Relative_Timer_Free need codeing here\n";
+
 FIFOH timers_of(PRTH rth)
 {
     return rth == nullptr ? nullptr : static_cast<PTPH>(rth)->plist_Timer;
@@ -48,7 +52,7 @@ PRTH Relative_Timer_Allocate(Func_Relative_Timeout pfunc, int max)
 
 int Relative_Timer_Free(PRTH rth)
 {
-    printf("Relative_Timer_Free need codeing here\n");
+    printf(kFreeNote);
     if (rth == nullptr)
         return 1;
     FIFOH list = timers_of(rth);

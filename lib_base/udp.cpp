@@ -18,6 +18,12 @@ namespace {
 
 using libbase::UdpFailure;
 
+// Printed texts that applications and their log readers match: they stay
+// as they are, blanks included. The first is also printed for an address
+// text of two characters or less.
+constexpr char kNoLocalIp[] = "Udp_Socket_Create_bind_ip_port   input ip is NULL\n";
+constexpr char kInvalidAnyAddress[] = "UDP port[%d]:create udp server failed, Invalid source IP!\n";
+
 bool bad_length(int len)
 {
     if (len >= 0)
@@ -49,7 +55,7 @@ int Udp_Socket_Create(int port)
         printf("UDP port[%d]: create udp server failed, socket error\n", port);
         return -1;
     case UdpFailure::address:
-        printf("UDP port[%d]:create udp server failed, Invalid source IP!\n", port);
+        printf(kInvalidAnyAddress, port);
         return -1;
     case UdpFailure::bind:
         // The socket stays open, as the TCP servers leave theirs.
@@ -63,7 +69,7 @@ int Udp_Socket_Create(int port)
 int Udp_Socket_Create_bind_ip_port(char *pchLocalIp, int port)
 {
     if (pchLocalIp == nullptr || Str_Len(pchLocalIp) <= 2) {
-        printf("Udp_Socket_Create_bind_ip_port   input ip is NULL\n");
+        printf(kNoLocalIp);
         return -1;
     }
     int fd;
