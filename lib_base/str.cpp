@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/token.h"
+
 namespace {
 
 constexpr size_t kFoldLimit = 999;  // bytes compared by the case-insensitive compares
@@ -35,18 +37,7 @@ extern "C" {
 
 char *Str_Tok(char **pstr, char *key)
 {
-    if (pstr == nullptr || *pstr == nullptr || empty_key(key))
-        return nullptr;
-    char *token = *pstr;
-    char *hit = strstr(token, key);
-    if (hit == nullptr) {
-        *pstr = token + strlen(token);
-    } else {
-        *pstr = hit + strlen(key);
-        if (hit != token)
-            *hit = '\0';
-    }
-    return token[0] != '\0' ? token : nullptr;
+    return libbase::cut_token(pstr, key, false);
 }
 
 char *Str_Two_Tok(char **pstr, char *key1, char *key2)

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/token.h"
 #include "mem.h"
 #include "str.h"
 
@@ -215,17 +216,7 @@ bool head_readable(pXmldoc pxml, const char *name, const char *type)
 // token (NULL) while the cursor still moves past the key.
 char *Str_Tok1(char **pstr, char *key)
 {
-    if (pstr == nullptr || *pstr == nullptr || key == nullptr || key[0] == '\0')
-        return nullptr;
-    char *token = *pstr;
-    char *hit = strstr(token, key);
-    if (hit == nullptr) {
-        *pstr = token + strlen(token);
-    } else {
-        *hit = '\0';
-        *pstr = hit + strlen(key);
-    }
-    return token[0] != '\0' ? token : nullptr;
+    return libbase::cut_token(pstr, key, true);
 }
 
 // The text between key1 and the next key2, as Str_Two_Tok.
