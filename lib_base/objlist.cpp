@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "fifo.h"
+#include "internal/owned_list.h"
 #include "mem.h"
 
 namespace {
@@ -36,12 +37,7 @@ int add_block(OLH pl, void *content, int len, Place place)
 {
     if (pl == nullptr || content == nullptr || len < 0 || len > INT32_MAX - kLengthSize)
         return -1;
-    void *block = make_block(content, len);
-    if (block == nullptr)
-        return -2;
-    if (place(block) < 0)
-        Mem_Free(block);
-    return 0;
+    return libbase::place_copy(make_block(content, len), place);
 }
 
 } // namespace
@@ -98,9 +94,7 @@ void *Object_Get_Content_Point(OLH pl, int index)
 
 int Objlist_Del(OLH pl, int index)
 {
-    void *removed = Fifo_Index_Del(pl, index);
-    if (removed != nullptr)
-        Mem_Free(removed);
+    libbase::delete_copy(pl, index);
     return 0;
 }
 

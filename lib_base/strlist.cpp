@@ -1,26 +1,19 @@
 // strlist.cpp - the string list, a FIFO list of Str_Alloc copies.
 #include "strlist.h"
 
-
 #include "fifo.h"
-#include "mem.h"
+#include "internal/owned_list.h"
 #include "str.h"
 
 namespace {
 
-// Shared by Add and Insert: place is Fifo_Push or an index insertion; a copy
-// that cannot be placed is dropped.
+// Shared by Add and Insert: place is Fifo_Push or an index insertion.
 template <typename Place>
 int add_copy(SLH pl, char *content, Place place)
 {
     if (pl == nullptr || content == nullptr)
         return -1;
-    char *copy = Str_Alloc(content);
-    if (copy == nullptr)
-        return -2;
-    if (place(copy) < 0)
-        Mem_Free(copy);
-    return 0;
+    return libbase::place_copy(Str_Alloc(content), place);
 }
 
 } // namespace
@@ -44,7 +37,7 @@ int Strlist_GetCount(SLH pl)
 
 int Strlist_Add(SLH pl, char *content)
 {
-    return add_copy(pl, content, [pl](char *copy) { return Fifo_Push(pl, copy); });
+    return add_copy(pl, content, [pl](void *copy) { return Fifo_Push(pl, copy); });
 }
 
 char *Strlist_Get(SLH pl, int index)
@@ -56,15 +49,13 @@ int Strlist_Del(SLH pl, int index)
 {
     if (pl == nullptr)
         return -1;
-    void *removed = Fifo_Index_Del(pl, index);
-    if (removed != nullptr)
-        Mem_Free(removed);
+    libbase::delete_copy(pl, index);
     return 0;
 }
 
 int Strlist_Insert(SLH pl, int index, char *content)
 {
-    return add_copy(pl, content, [pl, index](char *copy) { return Fifo_Index_Insert(pl, index, copy); });
+    return add_copy(pl, content, [pl, index](void *copy) { return Fifo_Index_Insert(pl, index, copy); });
 }
 
 int Strlist_Index_Content(SLH pl, char *content)
