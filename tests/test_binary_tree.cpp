@@ -40,7 +40,8 @@ TEST(BinaryTree, BothFlavoursStoreEachKeyOnce)
     std::string out = testing_support::Printed([&] { EXPECT_EQ(B_Tree_Add_Node_Malloc(tree, &other, 0), -1); });
     EXPECT_NE(out.find("memalloc is fail!in funtion B_Tree_Add_Node_Malloc\n "), std::string::npos);
     auto stored = static_cast<int *>(B_Tree_Search_Node_Malloc(tree, &equal));
-    EXPECT_TRUE(stored != nullptr && stored != &key);
+    EXPECT_NE(stored, nullptr);
+    EXPECT_NE(stored, &key);
     EXPECT_EQ(B_Tree_Delete_Node_Malloc(tree, &equal), 0);
     EXPECT_EQ(B_Tree_Add_Node_Malloc(tree, &other, sizeof other), 0);
     EXPECT_EQ(B_Tree_Return_Node_Count(tree), 1);

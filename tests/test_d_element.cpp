@@ -20,11 +20,16 @@ TEST(DElement, NewestFirstCopyOutLimitsAndStablePointers)
     ELEMENT_STREAM s = d_element_allocate_element_stream();
     EXPECT_EQ(Get(s, 1), "<untouched>");
     for (auto [tag, value] : {std::pair{1, "A"}, {2, "other"}, {1, "B"}, {1, ""}})
-        EXPECT_EQ(d_element_add_et(s, tag, const_cast<char *>(value), int(strlen(value))), 0);
-    EXPECT_EQ(Get(s, 1) + Get(s, 1, 0) + Get(s, 1, 1) + Get(s, 1, 2), "BA");
+        EXPECT_EQ(d_element_add_et(s, tag, const_cast<char *>(value), int(strlen(value))), 0) << value;
+    EXPECT_EQ(Get(s, 1), "");  // the newest
+    EXPECT_EQ(Get(s, 1, 0), "");
+    EXPECT_EQ(Get(s, 1, 1), "B");
+    EXPECT_EQ(Get(s, 1, 2), "A");
     EXPECT_EQ(Get(s, 1, 3), "<untouched>");
-    EXPECT_EQ(Get(s, 2, -1, 4) + Get(s, 2, -1, 5), "<untouched>other");  // no room: nothing copied
-    EXPECT_EQ(d_element_add_et(s, 1, nullptr, 1) + d_element_add_et(s, 1, s, -1), -2);
+    EXPECT_EQ(Get(s, 2, -1, 4), "<untouched>");  // no room: nothing copied
+    EXPECT_EQ(Get(s, 2, -1, 5), "other");
+    EXPECT_EQ(d_element_add_et(s, 1, nullptr, 1), -1);
+    EXPECT_EQ(d_element_add_et(s, 1, s, -1), -1);
     EXPECT_EQ(d_element_get_et_count(s, 1), 3);  // failed adds leave nothing
     EXPECT_EQ(d_element_get_et_count(nullptr, 1), 0);
     int len = 0;

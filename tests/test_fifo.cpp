@@ -39,26 +39,44 @@ TEST(Fifo, QueueAndStackOrderAndResults)
 {
     FIFOH q = Fifo_Allocate(2), s = Fifo_Allocate(2);
     // The capacity is never enforced; Add makes the new head current.
-    EXPECT_EQ((std::vector<int>{Fifo_Push(q, A), Fifo_Push(q, B), Fifo_Push(q, C), Fifo_GetMaxCount(q), Fifo_Add(s, A),
-                                Fifo_Add(s, B), Fifo_Add(s, C)}),
-              (std::vector<int>{1, 2, 3, 2, 1, 1, 1}));
-    EXPECT_EQ((L{Fifo_Step_Get_Now(s), Fifo_Pull(q), Fifo_Pull(q), Fifo_Pull(q), Fifo_Pull(s), Fifo_Pull(s),
-                 Fifo_Pull(s), Fifo_Pull(s)}), (L{C, A, B, C, C, B, A, nullptr}));
+    EXPECT_EQ(Fifo_Push(q, A), 1);
+    EXPECT_EQ(Fifo_Push(q, B), 2);
+    EXPECT_EQ(Fifo_Push(q, C), 3);
+    EXPECT_EQ(Fifo_GetMaxCount(q), 2);
+    EXPECT_EQ(Fifo_Add(s, A), 1);
+    EXPECT_EQ(Fifo_Add(s, B), 1);
+    EXPECT_EQ(Fifo_Add(s, C), 1);
+    EXPECT_EQ(Fifo_Step_Get_Now(s), C);
+    EXPECT_EQ(Fifo_Pull(q), A);
+    EXPECT_EQ(Fifo_Pull(q), B);
+    EXPECT_EQ(Fifo_Pull(q), C);
+    EXPECT_EQ(Fifo_Pull(s), C);
+    EXPECT_EQ(Fifo_Pull(s), B);
+    EXPECT_EQ(Fifo_Pull(s), A);
+    EXPECT_EQ(Fifo_Pull(s), nullptr);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Fifo_Index_Get(s, 0), nullptr); }), ""); // empty: no complaint
     EXPECT_EQ(Fifo_Index_Insert(s, 1, X), -1);
-    EXPECT_EQ(Fifo_FreeEx(q) + Fifo_FreeEx(s), 2);
+    EXPECT_EQ(Fifo_FreeEx(q), 1);
+    EXPECT_EQ(Fifo_FreeEx(s), 1);
 }
 
 TEST(Fifo, NullHandles)
 {
     std::string printed = Printed([] {
-        EXPECT_EQ((std::vector<int>{Fifo_Free(nullptr), Fifo_FreeEx(nullptr), Fifo_Add(nullptr, A),
-                                    Fifo_Push(nullptr, A), Fifo_Insert_Afternow(nullptr, A), Fifo_GetCount(nullptr),
-                                    Fifo_GetMaxCount(nullptr), Fifo_Index_Insert(nullptr, 0, A)}),
-                  std::vector<int>(8, -1));
-        EXPECT_EQ((L{Fifo_Pull(nullptr), Fifo_Step_Get_First(nullptr), Fifo_Step_Next(nullptr),
-                     Fifo_Step_Del_Now(nullptr), Fifo_Index_Get(nullptr, 0), Fifo_Index_Del(nullptr, 0)}),
-                  L(6, nullptr));
+        EXPECT_EQ(Fifo_Free(nullptr), -1);
+        EXPECT_EQ(Fifo_FreeEx(nullptr), -1);
+        EXPECT_EQ(Fifo_Add(nullptr, A), -1);
+        EXPECT_EQ(Fifo_Push(nullptr, A), -1);
+        EXPECT_EQ(Fifo_Insert_Afternow(nullptr, A), -1);
+        EXPECT_EQ(Fifo_GetCount(nullptr), -1);
+        EXPECT_EQ(Fifo_GetMaxCount(nullptr), -1);
+        EXPECT_EQ(Fifo_Index_Insert(nullptr, 0, A), -1);
+        EXPECT_EQ(Fifo_Pull(nullptr), nullptr);
+        EXPECT_EQ(Fifo_Step_Get_First(nullptr), nullptr);
+        EXPECT_EQ(Fifo_Step_Next(nullptr), nullptr);
+        EXPECT_EQ(Fifo_Step_Del_Now(nullptr), nullptr);
+        EXPECT_EQ(Fifo_Index_Get(nullptr, 0), nullptr);
+        EXPECT_EQ(Fifo_Index_Del(nullptr, 0), nullptr);
     });
     EXPECT_TRUE(std::regex_match(printed, std::regex("Fifo_Free Input NULL\nFifo_Free Input NULL\n"
                                                      "\n\\[      fifo line[ 0-9]{4}\\]  Fifo_Add\\(\\)\tInput NULL\n"
@@ -71,16 +89,21 @@ TEST(Fifo, StepWalkAndDeleteNow)
 {
     FIFOH list = Abc();
     // Deleting moves the cursor on to the successor; deleting the tail clears it.
-    EXPECT_EQ((L{Fifo_Step_Get_First(list), Fifo_Step_Del_Now(list), Fifo_Step_Get_Now(list), Fifo_Step_Next(list),
-                 Fifo_Step_Del_Now(list), Fifo_Step_Get_Now(list), Fifo_Step_Del_Now(list)}),
-              (L{A, A, B, C, C, nullptr, nullptr}));
+    EXPECT_EQ(Fifo_Step_Get_First(list), A);
+    EXPECT_EQ(Fifo_Step_Del_Now(list), A);
+    EXPECT_EQ(Fifo_Step_Get_Now(list), B);
+    EXPECT_EQ(Fifo_Step_Next(list), C);
+    EXPECT_EQ(Fifo_Step_Del_Now(list), C);
+    EXPECT_EQ(Fifo_Step_Get_Now(list), nullptr);
+    EXPECT_EQ(Fifo_Step_Del_Now(list), nullptr);
     EXPECT_EQ(Fifo_Push(list, X), 2);
     EXPECT_EQ(Contents(list), (L{B, X}));
 
     for (Fifo_Step_Get_First(list); Fifo_Step_Get_Now(list) != nullptr;)
         Fifo_Step_Del_Now(list);
-    EXPECT_TRUE(Fifo_GetCount(list) == 0 && static_cast<pFIFO>(list)->head == nullptr &&
-                static_cast<pFIFO>(list)->tail == nullptr);
+    EXPECT_EQ(Fifo_GetCount(list), 0);
+    EXPECT_EQ(static_cast<pFIFO>(list)->head, nullptr);
+    EXPECT_EQ(static_cast<pFIFO>(list)->tail, nullptr);
     EXPECT_EQ(Fifo_Push(list, X), 1);
     EXPECT_EQ(Fifo_Step_Get_Now(list), X); // a push into an empty list makes it current
     EXPECT_EQ(Fifo_FreeEx(list), 1);
@@ -92,16 +115,21 @@ TEST(Fifo, Indexing)
     EXPECT_EQ(Fifo_Index_Get(list, 1), B);
     for (int bad : {3, -1}) // "offset out of range"; the cursor stays
         EXPECT_EQ(Printed([&] { EXPECT_EQ(Fifo_Index_Get(list, bad), nullptr); }),
-                  "\xBC\xEC\xB2\xE9\xB6\xD3\xC1\xD0\xC6\xAB\xD2\xC6\xC1\xBF\n");
+                  "\xBC\xEC\xB2\xE9\xB6\xD3\xC1\xD0\xC6\xAB\xD2\xC6\xC1\xBF\n")
+            << bad;
     // A delete that misses still clears the cursor; index 0 pulls, the cursor lands on the new head.
-    EXPECT_EQ((L{Fifo_Step_Get_Now(list), Fifo_Index_Del(list, 3), Fifo_Step_Get_Now(list), Fifo_Index_Del(list, 2),
-                 Fifo_Index_Del(list, 0), Fifo_Step_Get_Now(list)}), (L{B, nullptr, nullptr, C, A, B}));
+    EXPECT_EQ(Fifo_Step_Get_Now(list), B);
+    EXPECT_EQ(Fifo_Index_Del(list, 3), nullptr);
+    EXPECT_EQ(Fifo_Step_Get_Now(list), nullptr);
+    EXPECT_EQ(Fifo_Index_Del(list, 2), C);
+    EXPECT_EQ(Fifo_Index_Del(list, 0), A);
+    EXPECT_EQ(Fifo_Step_Get_Now(list), B);
 
     EXPECT_EQ(Fifo_Index_Insert(list, 0, X), 1); // X B, through Fifo_Add
     EXPECT_EQ(Fifo_Step_Get_Now(list), X);
-    EXPECT_EQ((std::vector<int>{Fifo_Index_Insert(list, 1, A), Fifo_Index_Insert(list, 3, C),
-                                Fifo_Index_Insert(list, 5, X)}),
-              (std::vector<int>{0, 4, -1})); // X A B C: the middle, then through Fifo_Push, then a miss
+    EXPECT_EQ(Fifo_Index_Insert(list, 1, A), 0);  // X A B: the middle
+    EXPECT_EQ(Fifo_Index_Insert(list, 3, C), 4);  // X A B C, through Fifo_Push
+    EXPECT_EQ(Fifo_Index_Insert(list, 5, X), -1);
     EXPECT_EQ(Fifo_Index_Del(list, -1), X);
     EXPECT_EQ(Contents(list), (L{A, B, C}));
 

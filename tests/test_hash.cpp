@@ -23,8 +23,9 @@ TEST(Hash, MaskRuleTimes33AndTablesThatCannotWork)
     EXPECT_EQ(Zor_Hash_Algorithm(255, "a\0b", 3), (97 * 33 * 33 + 98) & 255);
     EXPECT_EQ(Zor_Hash_Algorithm(16383, "\xff\xff\xff\xff\xff\xff\xff", 7), 0x12ac9859 & 16383);  // wraps
     for (char c : {2, 7, 8, 15})  // mask 9 keeps the bits of 1 and 8
-        EXPECT_EQ(Zor_Hash_Algorithm(9, &c, 1), c & 9);
+        EXPECT_EQ(Zor_Hash_Algorithm(9, &c, 1), c & 9) << int(c);
     for (int last : {15, 9}) {  // size 0 is unlisted: 16 buckets
+        SCOPED_TRACE(last);
         ZOR_HASH *table = Make(last == 15 ? 0 : 9);
         EXPECT_EQ(Zor_Hash_Get_One_HashTable_Node_Count(table, last), 0);
         EXPECT_EQ(Zor_Hash_Get_One_HashTable_Node_Count(table, last + 1), -1);

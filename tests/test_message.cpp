@@ -18,19 +18,28 @@ TEST(Message, ArgumentLimits)
     std::vector<char> body(MESSAGE_BUF_SIZE, 'b');
     EXPECT_EQ(Message_Post(0, 0, 1, body.data(), 1), -1);  // before Message_Init
     Message_Init(3);
-    for (int r : {Message_Post(0, 0, 1, body.data(), MESSAGE_BUF_SIZE), Message_Post(3, 0, 1, body.data(), 1),
-                  Message_Post(0, -1, 1, body.data(), 1), Message_Post(0, 0, 1, nullptr, 0), Got{3}.result,
-                  Message_Get(0, nullptr, nullptr, body.data(), nullptr)})
-        EXPECT_EQ(r, -1);
+    EXPECT_EQ(Message_Post(0, 0, 1, body.data(), MESSAGE_BUF_SIZE), -1);
+    EXPECT_EQ(Message_Post(3, 0, 1, body.data(), 1), -1);
+    EXPECT_EQ(Message_Post(0, -1, 1, body.data(), 1), -1);
+    EXPECT_EQ(Message_Post(0, 0, 1, nullptr, 0), -1);
+    EXPECT_EQ(Got{3}.result, -1);
+    EXPECT_EQ(Message_Get(0, nullptr, nullptr, body.data(), nullptr), -1);
     Got none{0};  // nothing was queued: outputs untouched
-    EXPECT_TRUE(none.result == 0 && none.src + none.code + none.len == -21 && none.body[0] == 'Z');
+    EXPECT_EQ(none.result, 0);
+    EXPECT_EQ(none.src, -7);
+    EXPECT_EQ(none.code, -7);
+    EXPECT_EQ(none.len, -7);
+    EXPECT_EQ(none.body[0], 'Z');
     body[MESSAGE_BUF_SIZE - 2] = 'e';
     EXPECT_EQ(Message_Post(1, 2, 9, body.data(), MESSAGE_BUF_SIZE - 1), -5);
     EXPECT_EQ(Message_Post(1, 2, 10, body.data(), 0), -5);
     Got big{1}, empty{1};
-    EXPECT_TRUE(big.len == MESSAGE_BUF_SIZE - 1 && !memcmp(big.body.data(), body.data(), MESSAGE_BUF_SIZE - 1));
+    EXPECT_EQ(big.len, MESSAGE_BUF_SIZE - 1);
+    EXPECT_EQ(memcmp(big.body.data(), body.data(), MESSAGE_BUF_SIZE - 1), 0);
     EXPECT_EQ(big.body[MESSAGE_BUF_SIZE - 1], 'Z');  // nothing written past the body
-    EXPECT_TRUE(empty.result == 1 && empty.len == 0 && empty.code == 10);
+    EXPECT_EQ(empty.result, 1);
+    EXPECT_EQ(empty.len, 0);
+    EXPECT_EQ(empty.code, 10);
     Message_Post(0, 0, 1, body.data(), 1);
     Message_Init(3);  // drops what is queued
     EXPECT_EQ(Got{0}.result, 0);
@@ -42,8 +51,13 @@ TEST(Message, EachMailboxInPostingOrder)
     for (int i = 0; i < 700; i++)  // three mailboxes, each past the nominal capacity of 200
         ASSERT_EQ(Message_Post(i % 3, i % 2, i, &i, sizeof i), -5);
     for (int i = 0; i < 700; i++) {
+        SCOPED_TRACE(i);
         Got g{i % 3};
-        ASSERT_TRUE(g.result == 1 && g.src == i % 2 && g.code == i && g.len == 4 && !memcmp(g.body.data(), &i, 4));
+        ASSERT_EQ(g.result, 1);
+        ASSERT_EQ(g.src, i % 2);
+        ASSERT_EQ(g.code, i);
+        ASSERT_EQ(g.len, 4);
+        ASSERT_EQ(memcmp(g.body.data(), &i, 4), 0);
     }
     EXPECT_EQ(Got{0}.result, 0);
 }
