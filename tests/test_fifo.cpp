@@ -47,12 +47,10 @@ TEST(Fifo, QueueAndStackOrderAndResults)
     EXPECT_EQ(Fifo_Add(s, B), 1);
     EXPECT_EQ(Fifo_Add(s, C), 1);
     EXPECT_EQ(Fifo_Step_Get_Now(s), C);
-    EXPECT_EQ(Fifo_Pull(q), A);
-    EXPECT_EQ(Fifo_Pull(q), B);
-    EXPECT_EQ(Fifo_Pull(q), C);
-    EXPECT_EQ(Fifo_Pull(s), C);
-    EXPECT_EQ(Fifo_Pull(s), B);
-    EXPECT_EQ(Fifo_Pull(s), A);
+    for (char *p : {A, B, C})  // first in, first out
+        EXPECT_EQ(Fifo_Pull(q), p) << p;
+    for (char *p : {C, B, A})  // added at the head: last in, first out
+        EXPECT_EQ(Fifo_Pull(s), p) << p;
     EXPECT_EQ(Fifo_Pull(s), nullptr);
     EXPECT_EQ(Printed([&] { EXPECT_EQ(Fifo_Index_Get(s, 0), nullptr); }), ""); // empty: no complaint
     EXPECT_EQ(Fifo_Index_Insert(s, 1, X), -1);
