@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
+#include <map>
 #include <regex>
 #include <thread>
 
@@ -143,4 +146,54 @@ TEST_F(Memwatch, ThreadsShareOneConsistentRecord)
     EXPECT_EQ(Since(), (N{4 * kRounds, 4 * kRounds, 0, 0}));
     EXPECT_EQ(mwCheck("thr.c", 104), 0);
     EXPECT_EQ(Logged(), V{}); // no findings
+}
+
+// Threads allocate, reallocate and free blocks of their own, overrunning
+// some before a reallocation or a free and freeing some twice, while
+// another thread reads the counters. Every fault is logged once, and every
+// snapshot of the counters is consistent.
+TEST_F(Memwatch, ThreadsFaultsAreLoggedOnceEach)
+{
+    constexpr int kThreads = 4, kRounds = 600, kFaultEvery = 50;
+    std::atomic<bool> done{false};
+    std::atomic<int> torn{0};
+    std::thread reader([&] {
+        while (!done) {
+            MW_STATS st;
+            mwStatistics(&st);
+            torn += st.blocks_in_use != st.allocations - st.frees || st.bytes_in_use > st.peak_bytes;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; t++)
+        threads.emplace_back([t] {
+            size_t size = 100 + 48 * static_cast<size_t>(t);  // a size of its own, so addresses stay apart
+            for (int i = 0; i < kRounds; i++) {
+                auto p = static_cast<char *>(mwMalloc(size, "mt.c", 1));
+                if (i % kFaultEvery == 0)
+                    p[size] = 'x';  // found by the reallocation
+                p = static_cast<char *>(mwRealloc(p, size + 8, "mt.c", 2));
+                if (i % kFaultEvery == 1)
+                    p[size + 8] = 'x';  // found by the free
+                mwFree(p, "mt.c", 3);
+                if (i % kFaultEvery == 2)
+                    mwFree(p, "mt.c", 4);
+            }
+        });
+    for (auto &t : threads)
+        t.join();
+    done = true;
+    reader.join();
+
+    EXPECT_EQ(torn, 0);
+    EXPECT_EQ(Since(), (N{kThreads * kRounds, kThreads * kRounds, 0, 0}));
+    std::map<std::string, int> kinds;
+    for (const std::string &line : Logged())
+        kinds[std::regex_replace(line, std::regex("[0-9]+-byte"), "N-byte")]++;
+    const int faults = kThreads * kRounds / kFaultEvery;
+    EXPECT_EQ(kinds, (std::map<std::string, int>{
+                         {"overrun: N-byte block P allocated at mt.c:1, written past its end, found at mt.c:2", faults},
+                         {"overrun: N-byte block P allocated at mt.c:2, written past its end, found at mt.c:3", faults},
+                         {"double free: P at mt.c:4, freed before at mt.c:3", faults}}));
 }
