@@ -29,25 +29,11 @@
 #include <thread>
 #include <vector>
 
-#include "libbase.h"
+#include "libbase_demo.h"
 
-namespace {
-
-using Clock = std::chrono::steady_clock;
+namespace demo {
 
 // ---------------------------------------------------------------- settings
-
-struct Settings {
-    int port = 0;
-    int requests = 200;
-    int tpkt_messages = 200;
-    std::string log_dir = "/tmp/libbase-demo";
-    int lose_request = 7;
-    int fail_every = 10;
-    int split_every = 4;
-    int retry_ms = 300;
-    int time_limit = 20;
-};
 
 int ini_int(LPINIVALUE ini, const char *key, int fallback)
 {
@@ -96,14 +82,13 @@ void usage(const char *argv0)
 
 // ------------------------------------------------------------------ tracing
 
-enum Channel { kSip = 1, kTpkt = 2, kWorker = 3, kTimer = 4 };
 enum Module { kModClient = 0, kModServer = 1, kModWorker = 2 };
 
 // The logging state is shared by the main loop and the worker thread;
 // callers of the trace log serialise themselves.
 std::mutex g_log_mutex;
 
-__attribute__((format(printf, 5, 6))) void trace(int level, int chn, const char *file, int line, const char *fmt, ...)
+void trace(int level, int chn, const char *file, int line, const char *fmt, ...)
 {
     char text[1024];
     va_list ap;
@@ -113,8 +98,6 @@ __attribute__((format(printf, 5, 6))) void trace(int level, int chn, const char 
     std::lock_guard<std::mutex> lock(g_log_mutex);
     Log_Trace_Proc(level, chn, const_cast<char *>(file), line, "%s", text);
 }
-
-#define TRACE(level, chn, ...) trace(level, chn, __FILE__, __LINE__, __VA_ARGS__)
 
 // A line of the module trace, which also always goes to the terminal.
 void module_trace(int mod, const char *text)
@@ -145,14 +128,6 @@ int local_port(int fd)
     socklen_t len = sizeof a;
     return getsockname(fd, reinterpret_cast<sockaddr *>(&a), &len) == 0 ? ntohs(a.sin_port) : -1;
 }
-
-// The trace log: a file with dated backups, a module trace file, and a copy
-// of every line to a UDP listener: the demo's own, or one named by --log-to.
-struct LogSetup {
-    std::string trace_file, module_file;
-    int listener = -1;
-    int listener_port = 0;
-};
 
 bool setup_logging(const Settings &s, int wanted_port, int external_listener, LogSetup &log)
 {
@@ -195,19 +170,10 @@ bool setup_logging(const Settings &s, int wanted_port, int external_listener, Lo
 
 // ------------------------------------------------------------------ messages
 
-// Codes of the worker's mail; its answers carry the request id as code.
-enum MailCode { kMailRequest = 1, kMailStop = 2 };
-enum Mailbox { kBoxServer = 0, kBoxWorker = 1, kMailboxes = 2 };
 enum TimerEvent { kEventRetry = 1, kEventProbe = 2 };
 
 constexpr unsigned kTagSeq = 1, kTagPayload = 2, kTagSum = 3;
 constexpr unsigned char kClassData = 1, kClassProbe = 9;
-
-struct Request {
-    int id = 0;
-    char caller[32] = {};
-    char callee[32] = {};
-};
 
 std::string encode(PXD doc)
 {
@@ -217,10 +183,10 @@ std::string encode(PXD doc)
     return text;
 }
 
-// The XML body of request id.
-std::string request_body(int id)
+// The XML body of request id of the given type.
+std::string request_body(int id, const char *type)
 {
-    PXD doc = Xml_Allocate(const_cast<char *>("request"), id, const_cast<char *>("call_setup"));
+    PXD doc = Xml_Allocate(const_cast<char *>("request"), id, const_cast<char *>(type));
     std::string caller = std::to_string(1000 + id), callee = std::to_string(5000 + id * 7);
     Xml_Add_Str(doc, const_cast<char *>("caller"), nullptr, caller.data());
     Xml_Add_Str(doc, const_cast<char *>("callee"), nullptr, callee.data());
@@ -242,6 +208,12 @@ std::string sip_message(const char *method_line, int id, const std::string &body
     return head + body;
 }
 
+// The whole SIP request id, of the given type.
+std::string request_message(int id, const char *type)
+{
+    return sip_message("INVITE Command sip:call_setup@127.0.0.1 SIP/2.0", id, request_body(id, type));
+}
+
 // Expected cause of a request the worker fails (0: answered "ok").
 int expected_cause(const Settings &s, int id)
 {
@@ -250,10 +222,6 @@ int expected_cause(const Settings &s, int id)
 }
 
 // ------------------------------------------------------------------ worker
-
-struct WorkerStats {
-    std::atomic<int> requests{0}, replies{0}, lost{0}, failures{0};
-};
 
 // The worker answers decoded requests from its mailbox, posting the XML
 // response text back to the server's mailbox.
@@ -299,10 +267,6 @@ void worker(const Settings &s, WorkerStats &stats)
 
 // ------------------------------------------------------------------ the exchange
 
-struct Traffic {
-    long messages = 0, bytes = 0;
-};
-
 struct Demo {
     Settings s;
     LogSetup log;
@@ -332,7 +296,6 @@ struct Demo {
 
 Demo *g_demo = nullptr;  // the timer callbacks take no context argument
 
-// The event timer service lives as long as the process: it has no teardown.
 NEW_PRTH g_event_timers = nullptr;
 
 void on_retry(int id, int event)
@@ -352,7 +315,7 @@ void on_probe_timeout(int id, int event)
 // Queues text on a connection; the framed connection sends what the socket
 // takes now and keeps the rest for Tcp_Fc_Loop_Send. A message written in
 // pieces counts once, with its last piece.
-bool queue_text(PTCP_TH conn, const std::string &text, Traffic &t, bool last_piece = true)
+bool queue_text(PTCP_TH conn, const std::string &text, Traffic &t, bool last_piece)
 {
     if (Tcp_Fc_Socket_Send(conn, const_cast<char *>(text.data()), static_cast<int>(text.size())) < 0)
         return false;
@@ -363,7 +326,7 @@ bool queue_text(PTCP_TH conn, const std::string &text, Traffic &t, bool last_pie
 
 void send_request(Demo &d, int id, bool may_split)
 {
-    std::string msg = sip_message("INVITE Command sip:call_setup@127.0.0.1 SIP/2.0", id, request_body(id));
+    std::string msg = request_message(id);
     bool split = may_split && d.s.split_every > 0 && id % d.s.split_every == 0;
     if (split) {
         d.pending_tail = msg.substr(msg.size() / 2);
@@ -393,31 +356,10 @@ void client_send(Demo &d)
         send_request(d, d.next_request++, true);
 }
 
-// Receives what conn holds, cuts out every whole message, splits header and
-// body and hands the decoded body to fn (NULL when it does not decode).
-template <typename Fn>
-void for_each_sip_body(Demo &d, PTCP_TH conn, Fn fn)
-{
-    if (Tcp_Cut_Sip_Recv_Cut(conn) <= 0)
-        return;
-    char body[5000], head[5000];
-    for (;;) {
-        int body_len = sizeof body - 1, head_len = sizeof head;
-        if (Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(conn, body, &body_len, head, &head_len) < 0)
-            return;
-        body[body_len] = '\0';
-        d.sip_cut++;
-        PXD doc = Xml_Decode(body);
-        fn(doc);
-        if (doc != nullptr)
-            Xml_Free(doc);
-    }
-}
-
 // Server: decode each request and hand it to the worker.
 void server_receive(Demo &d)
 {
-    for_each_sip_body(d, d.sip_server, [](PXD doc) {
+    for_each_sip_body(d.sip_server, d.sip_cut, [](PXD doc) {
         if (doc == nullptr) {
             TRACE(0, kSip, "undecodable request body");
             return;
@@ -431,6 +373,13 @@ void server_receive(Demo &d)
     });
 }
 
+// The SIP answer carrying the worker's response text to request id.
+std::string answer_message(int id, const char *text, int len)
+{
+    return sip_message("SIP/2.0 200 OK Command sip:call_setup@127.0.0.1", id,
+                       std::string(text, static_cast<size_t>(len)));
+}
+
 // Server: queue the worker's answers on the connection; the message code
 // of each answer is its request id.
 void server_reply(Demo &d)
@@ -438,15 +387,32 @@ void server_reply(Demo &d)
     static char text[15000];
     int src, id, len;
     while (Message_Get(kBoxServer, &src, &id, text, &len) == 1)
-        queue_text(d.sip_server, sip_message("SIP/2.0 200 OK Command sip:call_setup@127.0.0.1", id,
-                                             std::string(text, static_cast<size_t>(len))),
-                   d.sip_down);
+        queue_text(d.sip_server, answer_message(id, text, len), d.sip_down);
+}
+
+// Whether doc is the right response to the request its id names: its
+// callee, and "ok" or "fail" with the release cause the worker gives it.
+bool response_matches(const Settings &s, PXD doc)
+{
+    int id = doc->requst_id;
+    const char *result = Xml_Get_Str(doc, const_cast<char *>("result"), nullptr);
+    const char *callee = Xml_Get_Str(doc, const_cast<char *>("callee"), nullptr);
+    const char *cause = Xml_Get_Str(doc, const_cast<char *>("cause"), nullptr);
+    if (std::string(doc->name) != "response" || callee == nullptr || std::to_string(5000 + id * 7) != callee ||
+        result == nullptr)
+        return false;
+    int cause_no = expected_cause(s, id);
+    if (cause_no == 0)
+        return std::string(result) == "ok";
+    char expected_text[64] = {};
+    return std::string(result) == "fail" && cause && EncodeErrorNo(cause_no, expected_text) == 1 &&
+           std::string(cause) == expected_text;
 }
 
 // Client: match every response to its request.
 void client_receive(Demo &d)
 {
-    for_each_sip_body(d, d.sip_client, [&d](PXD doc) {
+    for_each_sip_body(d.sip_client, d.sip_cut, [&d](PXD doc) {
         if (doc == nullptr) {
             d.mismatched++;
             return;
@@ -457,30 +423,20 @@ void client_receive(Demo &d)
             return;
         }
         auto sent = d.outstanding.find(id);
-        const char *result = Xml_Get_Str(doc, const_cast<char *>("result"), nullptr);
-        const char *callee = Xml_Get_Str(doc, const_cast<char *>("callee"), nullptr);
-        const char *cause = Xml_Get_Str(doc, const_cast<char *>("cause"), nullptr);
-        char expected_text[64] = {};
-        int cause_no = expected_cause(d.s, id);
-        bool ok = sent != d.outstanding.end() && std::string(doc->name) == "response" && callee &&
-                  std::to_string(5000 + id * 7) == callee;
-        if (cause_no != 0)
-            ok = ok && result && std::string(result) == "fail" && cause &&
-                 EncodeErrorNo(cause_no, expected_text) == 1 && std::string(cause) == expected_text;
-        else
-            ok = ok && result && std::string(result) == "ok";
-        if (!ok) {
+        if (sent == d.outstanding.end() || !response_matches(d.s, doc)) {
             d.mismatched++;
             TRACE(0, kSip, "response %d does not match its request", id);
             return;
         }
         d.matched++;
         d.answered.insert(id);
+        int cause_no = expected_cause(d.s, id);
         d.failures_seen += cause_no != 0;
         d.rtt_ms.push_back(std::chrono::duration<double, std::milli>(Clock::now() - sent->second).count());
         Relative_Timer_Stop(d.retry_timers, id, kEventRetry);
         d.outstanding.erase(sent);
-        TRACE(5, kSip, "response %d matched%s%s", id, cause_no ? ": " : "", cause_no ? expected_text : "");
+        const char *cause = Xml_Get_Str(doc, const_cast<char *>("cause"), nullptr);
+        TRACE(5, kSip, "response %d matched%s%s", id, cause_no ? ": " : "", cause_no && cause ? cause : "");
     });
 }
 
@@ -584,15 +540,16 @@ void tpkt_check(Demo &d)
     });
 }
 
-void drain_log_listener(Demo &d)
+// Counts what the demo's own log listener has received.
+void drain_log_listener(const LogSetup &log, Traffic &datagrams)
 {
     char line[8192];
     int n;
-    if (d.log.listener < 0)
+    if (log.listener < 0)
         return;
-    while ((n = Udp_Socket_Recv(d.log.listener, line, sizeof line)) > 0) {
-        d.log_datagrams.messages++;
-        d.log_datagrams.bytes += n;
+    while ((n = Udp_Socket_Recv(log.listener, line, sizeof line)) > 0) {
+        datagrams.messages++;
+        datagrams.bytes += n;
     }
 }
 
@@ -633,7 +590,7 @@ void turn(Demo &d)
     tpkt_send(d);
     tpkt_serve(d);
     tpkt_check(d);
-    drain_log_listener(d);
+    drain_log_listener(d.log, d.log_datagrams);
 }
 
 bool connect_all(Demo &d, int base_port)
@@ -722,10 +679,11 @@ void summary(const Demo &d, const WorkerStats &w, double seconds, bool ok)
     printf("\n%s\n", ok ? "OK: every reply matched its request" : "FAILED: not every reply matched its request");
 }
 
-} // namespace
+} // namespace demo
 
 int main(int argc, char **argv)
 {
+    using namespace demo;
     Demo d;
     g_demo = &d;
     std::string config = DEMO_DEFAULT_CONFIG;
@@ -778,7 +736,7 @@ int main(int argc, char **argv)
     auto deadline = Clock::now() + std::chrono::seconds(d.s.time_limit);
     while (ok && !exchange_done(d) && Clock::now() < deadline)
         turn(d);
-    drain_log_listener(d);
+    drain_log_listener(d.log, d.log_datagrams);
     double seconds = std::chrono::duration<double>(Clock::now() - d.started).count();
 
     Message_Post(kBoxWorker, kBoxServer, kMailStop, const_cast<char *>(""), 0);
@@ -786,7 +744,7 @@ int main(int argc, char **argv)
     ok = ok && exchange_done(d) && d.matched == d.s.requests && d.mismatched == 0 &&
          d.tpkt_matched == d.s.tpkt_messages && d.tpkt_mismatched == 0;
     TRACE(ok ? 5 : 0, kSip, "demo finished: %s", ok ? "every reply matched" : "replies missing or wrong");
-    drain_log_listener(d);
+    drain_log_listener(d.log, d.log_datagrams);
     close_all(d);
     Relative_Timer_Free(d.retry_timers);
     Net_Udp_Close();
