@@ -1,6 +1,6 @@
-// libbase_demo.h - what the parts of the demo share: the settings, the trace
-// log, the request and answer texts, and the worker thread behind its
-// mailbox.
+// libbase_demo.h - what the demo's single exchange (libbase_demo.cpp) and
+// its soak (libbase_demo_soak.cpp) share: the settings, the trace log, the
+// request and answer texts, and the worker thread behind its mailbox.
 #pragma once
 
 #include <atomic>
@@ -110,5 +110,9 @@ int for_each_sip_body(PTCP_TH conn, long &cut, Fn fn)
             Xml_Free(doc);
     }
 }
+
+// The soak (--soak): the exchange over many connections for the given
+// seconds, with faults injected; prints its figures. 0 when it passed.
+int run_soak(const Settings &s, const LogSetup &log, int seconds, int connections);
 
 } // namespace demo
