@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "internal/complain.h"
+#include "internal/fifo_cells.h"
 #include "mem.h"
 
 static_assert(offsetof(_FIFO_M, pdata) == 0, "cell layout");
@@ -27,6 +28,22 @@ pFIFO_M new_cell(void *pdata)
     auto cell = static_cast<pFIFO_M>(Mem_Malloc(sizeof(FIFO_M)));
     if (cell != nullptr)
         cell->pdata = pdata;
+    return cell;
+}
+
+// Appends a new cell holding pdata; NULL when none can be allocated.
+pFIFO_M push_cell(pFIFO list, void *pdata)
+{
+    pFIFO_M cell = new_cell(pdata);
+    if (cell == nullptr)
+        return nullptr;
+    if (list->tail != nullptr) {
+        list->tail->pNext = cell;
+        list->tail = cell;
+    } else {
+        list->head = list->tail = list->pos = cell;
+    }
+    list->mcount++;
     return cell;
 }
 
@@ -130,16 +147,7 @@ int Fifo_Push(FIFOH mfifo, void *pdata)
         return -1;
     }
     auto list = static_cast<pFIFO>(mfifo);
-    pFIFO_M cell = new_cell(pdata);
-    if (cell == nullptr)
-        return -1;
-    if (list->tail != nullptr) {
-        list->tail->pNext = cell;
-        list->tail = cell;
-    } else {
-        list->head = list->tail = list->pos = cell;
-    }
-    return ++list->mcount;
+    return push_cell(list, pdata) == nullptr ? -1 : list->mcount;
 }
 
 void *Fifo_Pull(FIFOH mfifo)
@@ -295,3 +303,59 @@ int Fifo_Insert_Afternow(FIFOH mfifo, void *pdata)
 }
 
 } // extern "C"
+
+namespace fifo_cells {
+
+pFIFO_M append(FIFOH list, void *pdata)
+{
+    return list == nullptr ? nullptr : push_cell(static_cast<pFIFO>(list), pdata);
+}
+
+void replace_payload(pFIFO_M cell, void *pdata)
+{
+    cell->pdata = pdata;
+}
+
+int unlink_every(FIFOH mfifo, const void *pdata)
+{
+    if (mfifo == nullptr)
+        return 0;
+    auto list = static_cast<pFIFO>(mfifo);
+    int unlinked = 0;
+    pFIFO_M kept = nullptr; // the last cell kept so far
+    for (pFIFO_M cell = list->head, next; cell != nullptr; cell = next) {
+        next = cell->pNext;
+        if (cell->pdata != pdata) {
+            kept = cell;
+            continue;
+        }
+        (kept == nullptr ? list->head : kept->pNext) = next;
+        if (list->tail == cell)
+            list->tail = kept;
+        if (list->pos == cell)
+            list->pos = next;
+        count_down(list);
+        Mem_Free(cell);
+        unlinked++;
+    }
+    return unlinked;
+}
+
+void visit(FIFOH list, void (*visit)(void *payload, void *context), void *context)
+{
+    if (list == nullptr)
+        return;
+    for (pFIFO_M cell = static_cast<pFIFO>(list)->head; cell != nullptr; cell = cell->pNext)
+        visit(cell->pdata, context);
+}
+
+bool place_cursor_on(FIFOH list, const void *pdata)
+{
+    for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list)) {
+        if (p == pdata)
+            return true;
+    }
+    return false;
+}
+
+} // namespace fifo_cells

@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "mem.h"
+#include "internal/fifo_cells.h"
+#include "internal/lhash_buckets.h"
 
 static_assert(sizeof(zor_fifo_t) == sizeof(void *), "bucket layout");
 static_assert(offsetof(zor_hash_fifo_t, max) == sizeof(void *), "table layout");
@@ -53,20 +54,7 @@ zor_hash_fifo_t *table_of(ZOR_HASH_FIFO *phash)
 // The key's bucket list, or NULL for a NULL table or a missing bucket.
 FIFOH bucket_of(ZOR_HASH_FIFO *phash, const void *key, int klen)
 {
-    zor_hash_fifo_t *table = table_of(phash);
-    if (table == nullptr)
-        return nullptr;
-    return table->List[times33(key, klen) & table->max].Lfifo;
-}
-
-// Puts the cursor on the first cell holding element; false when none does.
-bool place_cursor_on(FIFOH list, const void *element)
-{
-    for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list)) {
-        if (p == element)
-            return true;
-    }
-    return false;
+    return lhash_buckets::at(phash, lhash_buckets::index_of(phash, key, klen));
 }
 
 } // namespace
@@ -159,7 +147,7 @@ void Zor_Hash_Fifo_Traverse_Nodes(ZOR_HASH_FIFO *phash, char *key, int klen, con
             process(element);
         // process may have moved the cursor or taken the element out itself;
         // in the latter case the processed ones are gone, so start again.
-        if (Fifo_Step_Get_Now(list) != element && !place_cursor_on(list, element)) {
+        if (Fifo_Step_Get_Now(list) != element && !fifo_cells::place_cursor_on(list, element)) {
             element = Fifo_Step_Get_First(list);
             continue;
         }
@@ -174,3 +162,22 @@ int Zor_Hash_Fifo_Algorithm(int Hash_Table, const void *key, int klen)
 }
 
 } // extern "C"
+
+namespace lhash_buckets {
+
+unsigned count(ZOR_HASH_FIFO table)
+{
+    return table == nullptr ? 0 : static_cast<zor_hash_fifo_t *>(table)->max + 1;
+}
+
+unsigned index_of(ZOR_HASH_FIFO table, const void *key, int klen)
+{
+    return table == nullptr ? 0 : times33(key, klen) & static_cast<zor_hash_fifo_t *>(table)->max;
+}
+
+FIFOH at(ZOR_HASH_FIFO table, unsigned index)
+{
+    return index < count(table) ? static_cast<zor_hash_fifo_t *>(table)->List[index].Lfifo : nullptr;
+}
+
+} // namespace lhash_buckets
