@@ -196,20 +196,27 @@ void count_bytes(MW_STATS &st, size_t released, size_t added)
         st.peak_bytes = st.bytes_in_use;
 }
 
-// Records a new block; on failure (logged) releases it and returns NULL.
-void *record_block(State &s, unsigned char *user, size_t size, const char *file, int line)
+// Enters a new block in the table of live blocks; when the table cannot
+// grow, logs it, releases the block and returns false.
+bool enter_live(State &s, unsigned char *user, size_t size, const char *file, int line)
 {
-    if (user == nullptr)
-        return nullptr;
     auto key = reinterpret_cast<uintptr_t>(user);
     try {
         s.live.emplace(key, Record{size, file, line, 0});
     } catch (...) {
         Log(s).line("out of memory: %zu bytes at %s:%d", size, name(file), line);
         release_block(user, size);
-        return nullptr;
+        return false;
     }
     s.freed.erase(key); // the address is in use again
+    return true;
+}
+
+// Records a new block; on failure (logged) releases it and returns NULL.
+void *record_block(State &s, unsigned char *user, size_t size, const char *file, int line)
+{
+    if (user == nullptr || !enter_live(s, user, size, file, line))
+        return nullptr;
     if (!s.exit_hook)
         s.exit_hook = atexit(at_exit) == 0;
     s.stats.allocations++;
@@ -252,7 +259,8 @@ Table::iterator checked_live(State &s, void *ptr, const char *what, const char *
 
 // Moves a live record to the remembered frees, now saying where it was
 // freed; forgets the oldest remembered free when there are too many. The
-// record's node is reused, so nothing is allocated.
+// record's node is reused; when the table of frees cannot grow, this free
+// is not remembered.
 void remember_free(State &s, Table::iterator it, const char *file, int line)
 {
     auto node = s.live.extract(it);
@@ -264,7 +272,11 @@ void remember_free(State &s, Table::iterator it, const char *file, int line)
         s.freed.erase(old);
     slot = {node.key(), seq};
     s.freed_next = (s.freed_next + 1) % kFreedRemembered;
-    s.freed.insert(std::move(node));
+    try {
+        s.freed.insert(std::move(node));
+    } catch (...) {
+        // node still holds the record and releases it
+    }
 }
 
 } // namespace
@@ -338,19 +350,14 @@ void *mwRealloc(void *ptr, size_t size, const char *file, int line)
     auto it = checked_live(s, ptr, "realloc", file, line);
     if (it == s.live.end())
         return nullptr;
-    unsigned char *user = new_block(s, size, file, line);
-    if (user == nullptr)
-        return nullptr;
     size_t old_size = it->second.size;
+    unsigned char *user = new_block(s, size, file, line);
+    if (user == nullptr || !enter_live(s, user, size, file, line))
+        return nullptr;
     memcpy(user, ptr, old_size < size ? old_size : size);
     if (size > old_size)
         memset(user + old_size, kFreshByte, size - old_size);
-    // The record moves to the new address, reusing its node.
-    auto node = s.live.extract(it);
-    node.key() = reinterpret_cast<uintptr_t>(user);
-    node.mapped() = Record{size, file, line, 0};
-    s.live.insert(std::move(node));
-    s.freed.erase(reinterpret_cast<uintptr_t>(user));
+    s.live.erase(reinterpret_cast<uintptr_t>(ptr));
     count_bytes(s.stats, old_size, size);
     release_block(static_cast<unsigned char *>(ptr), old_size);
     return user;

@@ -10,6 +10,7 @@
 #include <regex>
 #include <thread>
 
+#include "failing_new.h"
 #include "test_support.h"
 
 using testing_support::ReadFile;
@@ -196,4 +197,21 @@ TEST_F(Memwatch, ThreadsFaultsAreLoggedOnceEach)
                          {"overrun: N-byte block P allocated at mt.c:1, written past its end, found at mt.c:2", faults},
                          {"overrun: N-byte block P allocated at mt.c:2, written past its end, found at mt.c:3", faults},
                          {"double free: P at mt.c:4, freed before at mt.c:3", faults}}));
+}
+
+TEST_F(Memwatch, FreesAndReallocatesWithoutThrowingWhenMemoryRunsOut)
+{
+    std::vector<void *> blocks;
+    for (int i = 0; i < 100; i++)
+        blocks.push_back(mwMalloc(8, "oom.c", 1));
+    void *kept = mwMalloc(8, "oom.c", 2);
+    {
+        testing_support::FailingAllocations none; // the tables of blocks cannot grow
+        for (void *p : blocks)
+            mwFree(p, "oom.c", 3);
+        EXPECT_EQ(mwRealloc(kept, 64, "oom.c", 4), nullptr);
+    }
+    EXPECT_EQ(Since(), (N{101, 100, 1, 8}));
+    mwFree(kept, "oom.c", 5); // still a live block
+    EXPECT_EQ(Logged(), V{"out of memory: 64 bytes at oom.c:4"});
 }
