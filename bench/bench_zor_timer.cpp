@@ -5,11 +5,20 @@
 #include "mem.h"
 #include "zor_timer.h"
 
+// The clock the library reads in this program, moved on by the benchmarks.
+static timeval clock_now{1700000000, 300000};
+
+extern "C" int gettimeofday(struct timeval *__restrict tv, void *__restrict) noexcept
+{
+    *tv = clock_now;
+    return 0;
+}
+
 namespace {
 
 constexpr int kIds = 1000;
 constexpr int kTimers = 100000;
-constexpr int kFarAway = 50000000;  // seconds: nothing comes due while measuring
+constexpr int kFarAway = 2000000000;  // seconds: nothing comes due while measuring
 
 void on_timeout(int, int) {}
 
@@ -32,14 +41,13 @@ void destroy(NEW_PRTH h)
     Mem_Free(h);
 }
 
-// Each run consumes state.range(0) seconds (the previous reading is moved
-// back by that much) and fires nothing.
+// Each run consumes state.range(0) seconds (the clock moves on by that
+// much) and fires nothing.
 void BM_Run_NothingDue(benchmark::State &state)
 {
     NEW_PRTH h = make_service(true);
-    auto rec = static_cast<pTIMER_LIST>(h);
     for (auto _ : state) {
-        rec->oldtime.tv_sec -= state.range(0);
+        clock_now.tv_sec += state.range(0);
         Zor_New_Timer_Run(h);
     }
     state.counters["seconds_per_run"] = static_cast<double>(state.range(0));

@@ -5,11 +5,11 @@
 #include <climits>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include "internal/complain.h"
+#include "internal/fifo_cells.h"
+#include "internal/lhash_buckets.h"
 #include "mem.h"
 
 constexpr size_t kPtr = sizeof(void *);
@@ -34,40 +34,66 @@ namespace {
 constexpr const char *kSourceFile = "zor_timer.cpp";
 constexpr long long kMicro = 1000000;
 
-// The record behind a handle: what applications see, then the next expiry
-// second still to fire and, per hash bucket, the number of stopped cells.
-// Carrying that second from run to run (rather than restarting from the
-// previous reading's second) is what makes every consumed second fire
-// exactly once, however the readings fall.
+// The record behind a handle: what applications see, then where firing
+// stands and, per hash bucket, the number of stopped cells.
+//
+// A run that consumes time fires the seconds its loop probes (from the
+// previous reading's second, one per whole second consumed) that no run has
+// fired yet, together with any skipped before them; so every second fires
+// once, and on time, however the readings fall. A timer keyed to a second
+// that has fired already (no time left, or reset into the past) goes out
+// with the next run that consumes time.
 struct Service {
     TIMER_LIST list;
-    long long next_second;
-    int *stopped;  // max + 1 counters, in the same block after the record
+    long long next_second;          // the first second no run has fired
+    long long oldest_late;          // the lowest second below next_second keyed since the last firing, or LLONG_MAX
+    unsigned long long firing_runs; // runs that consumed time
+    bool firing;                    // a run is calling back
+    int *stopped;                   // one counter per bucket, in the same block after the record
 };
 
-// A running timer: the element, then its cell in the hash bucket, so that
-// taking it out of the table costs the same however full the bucket is.
+// A running timer: the element, then its cell in the hash bucket (so that
+// taking it out of the table costs the same however full the bucket is),
+// its expiry second as a number, and when it was keyed: a run fires only
+// timers keyed before it began, never those its own callbacks start.
 struct Timer {
     TIMER_ELEMENT element;
-    pFIFO_M cell;
+    pFIFO_M cell;                   // NULL when not in the table
+    long long expiry;
+    unsigned long long keyed_in;    // firing_runs at the time
 };
 
-// What a stopped timer's bucket cell holds until the bucket is swept: a key
-// no second has, so that no lookup matches it.
+// What a stopped or fired timer's bucket cell holds until the bucket is
+// swept: a key no second has.
 const TIMER_ELEMENT tombstone = [] {
     TIMER_ELEMENT t{};
     t.timer_str[0] = '-';
     return t;
 }();
 
+void *tombstone_payload()
+{
+    return const_cast<TIMER_ELEMENT *>(&tombstone);
+}
+
 void error_line(int line, const char *func)
 {
     libbase::print_error_at(kSourceFile, line, func);
 }
 
-ZOR_HASH_FIFO *hash_of(const TIMER_LIST *service)
+ZOR_HASH_FIFO hash_of(const TIMER_LIST *service)
 {
-    return static_cast<ZOR_HASH_FIFO *>(service->pHash);
+    return service->pHash;
+}
+
+Timer *timer_of(void *element)
+{
+    return static_cast<Timer *>(element);
+}
+
+Service *service_of(const TIMER_ELEMENT *element)
+{
+    return reinterpret_cast<Service *>(element->p_timerlist);
 }
 
 const char *text_of(const TIMER_ELEMENT *timer)
@@ -115,18 +141,8 @@ pTIMER_ELEMENT find_timer(FIFOH list, int id, int event, int module)
     return nullptr;
 }
 
-// Leaves the list's cursor on timer itself; false when it is not there.
-bool place_cursor_on(FIFOH list, const TIMER_ELEMENT *timer)
-{
-    for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list)) {
-        if (p == timer)
-            return true;
-    }
-    return false;
-}
-
-// Expiry of one timer found in its second's bucket; the table unlinks the
-// bucket cell after this returns, so the callback may start the same
+// Expiry of one timer found in its second's bucket; its bucket cell is let
+// go of before this is called, so the callback may start the same
 // (id, event, module) again.
 void Zor_Timer_Proc_Func(const void *val)
 {
@@ -145,7 +161,7 @@ void Zor_Timer_Proc_Func(const void *val)
     // (id, event, module) is unique among running timers, so the timer
     // itself is the one to take out of its id list.
     FIFOH list = service->pList[timer->id].pfifo;
-    if (!place_cursor_on(list, timer))
+    if (!fifo_cells::place_cursor_on(list, timer))
         return;
     Fifo_Step_Del_Now(list);
     printf("Time Out : Callback Func : id = %d event = %d module = %d jiffer = %d\n", timer->id, timer->event,
@@ -166,66 +182,48 @@ FIFOH id_list(NEW_PRTH rth, int id)
 }
 
 // Keys the timer by its first start second plus its duration.
-void set_expiry(pTIMER_ELEMENT timer)
+void set_expiry(pTIMER_ELEMENT element)
 {
-    memset(timer->timer_str, 0, sizeof timer->timer_str);
-    snprintf(timer->timer_str, sizeof timer->timer_str, "%lld",
-             static_cast<long long>(timer->time.tv_sec) + timer->jiffer);
-    timer->hash = Zor_Hash_Fifo_Algorithm(timer->p_timerlist->hash_table, timer->timer_str,
-                                          static_cast<int>(strlen(timer->timer_str)));
+    Timer *timer = timer_of(element);
+    timer->expiry = static_cast<long long>(element->time.tv_sec) + element->jiffer;
+    memset(element->timer_str, 0, sizeof element->timer_str);
+    snprintf(element->timer_str, sizeof element->timer_str, "%lld", timer->expiry);
+    element->hash = Zor_Hash_Fifo_Algorithm(element->p_timerlist->hash_table, element->timer_str,
+                                            static_cast<int>(strlen(element->timer_str)));
 }
 
-pFIFO bucket_of(const TIMER_ELEMENT *timer)
+void add_to_hash(pTIMER_ELEMENT element)
 {
-    auto table = static_cast<zor_hash_fifo_t *>(timer->p_timerlist->pHash);
-    return static_cast<pFIFO>(table->List[timer->hash].Lfifo);
+    Timer *timer = timer_of(element);
+    Service *record = service_of(element);
+    timer->keyed_in = record->firing_runs;
+    timer->cell = fifo_cells::append(lhash_buckets::at(hash_of(&record->list), element->hash), element);
+    if (timer->cell != nullptr && timer->expiry < record->next_second)
+        record->oldest_late = std::min(record->oldest_late, timer->expiry);
 }
 
-void add_to_hash(pTIMER_ELEMENT timer)
+// Unlinks every tombstone of the bucket in one pass.
+void sweep(Service *record, unsigned index)
 {
-    auto self = reinterpret_cast<Timer *>(timer);
-    self->cell = nullptr;
-    if (Zor_Hash_Fifo_Set(hash_of(timer->p_timerlist), timer->timer_str, static_cast<int>(strlen(timer->timer_str)),
-                          timer) == 1)
-        self->cell = bucket_of(timer)->tail;
+    fifo_cells::unlink_every(lhash_buckets::at(hash_of(&record->list), index), &tombstone);
+    record->stopped[index] = 0;
 }
 
-// Unlinks every stopped cell of the bucket in one pass; a cursor standing
-// on one moves to the cell after it.
-void sweep(pFIFO bucket)
+// Turns the timer's cell into a tombstone. A bucket is swept once stopped
+// cells make up more than half of it, so each stop costs O(1) on average;
+// not while a run calls back, as the run is walking a bucket.
+void remove_from_hash(pTIMER_ELEMENT element)
 {
-    pFIFO_M prev = nullptr, next;
-    for (pFIFO_M cell = bucket->head; cell != nullptr; cell = next) {
-        next = cell->pNext;
-        if (cell->pdata != &tombstone) {
-            prev = cell;
-            continue;
-        }
-        (prev == nullptr ? bucket->head : prev->pNext) = next;
-        if (bucket->tail == cell)
-            bucket->tail = prev;
-        if (bucket->pos == cell)
-            bucket->pos = next;
-        bucket->mcount--;
-        Mem_Free(cell);
-    }
-}
-
-// Marks the timer's cell stopped; a bucket is swept once stopped cells
-// make up more than half of it, so each stop costs O(1) on average.
-void remove_from_hash(pTIMER_ELEMENT timer)
-{
-    auto self = reinterpret_cast<Timer *>(timer);
-    if (self->cell == nullptr)
+    Timer *timer = timer_of(element);
+    if (timer->cell == nullptr)
         return;
-    self->cell->pdata = const_cast<TIMER_ELEMENT *>(&tombstone);
-    self->cell = nullptr;
-    int &stopped = reinterpret_cast<Service *>(timer->p_timerlist)->stopped[timer->hash];
-    pFIFO bucket = bucket_of(timer);
-    if (2 * ++stopped > bucket->mcount) {
-        sweep(bucket);
-        stopped = 0;
-    }
+    fifo_cells::replace_payload(timer->cell, tombstone_payload());
+    timer->cell = nullptr;
+    Service *record = service_of(element);
+    auto index = static_cast<unsigned>(element->hash);
+    int &stopped = record->stopped[index];
+    if (2 * ++stopped > Fifo_GetCount(lhash_buckets::at(hash_of(&record->list), index)) && !record->firing)
+        sweep(record, index);
 }
 
 // Stops the timer under the list's cursor.
@@ -236,50 +234,87 @@ void stop_current(FIFOH list, pTIMER_ELEMENT timer)
     Mem_Free(timer);
 }
 
-void fire_second(pTIMER_LIST service, long long second)
+// A run's own timer of the second being fired: the run began after it was keyed.
+bool fires_with(const Timer *timer, const Service *record, long long second)
 {
-    TIMER_ELEMENT probe{};
-    snprintf(probe.timer_str, sizeof probe.timer_str, "%lld", second);
-    Zor_Hash_Fifo_Traverse_Nodes(hash_of(service), probe.timer_str, static_cast<int>(strlen(probe.timer_str)),
-                                 &probe);
+    return timer->expiry == second && timer->keyed_in < record->firing_runs;
 }
 
-// The distinct expiry seconds in [first, end) of the running timers, in
-// ascending order; false when memory runs out.
-bool due_seconds(const TIMER_LIST *service, long long first, long long end, std::vector<long long> &due)
+struct Firing {
+    Service *record;
+    long long second;
+};
+
+void fire_if_due(void *payload, void *context)
 {
-    auto table = static_cast<const zor_hash_fifo_t *>(service->pHash);
-    try {
-        for (unsigned int i = 0; i <= table->max; i++) {
-            auto bucket = static_cast<pFIFO>(table->List[i].Lfifo);
-            for (pFIFO_M cell = bucket == nullptr ? nullptr : bucket->head; cell != nullptr; cell = cell->pNext) {
-                long long second = strtoll(static_cast<pTIMER_ELEMENT>(cell->pdata)->timer_str, nullptr, 10);
-                if (second >= first && second < end)
-                    due.push_back(second);
-            }
-        }
-    } catch (...) {
-        return false;
-    }
-    std::sort(due.begin(), due.end());
-    due.erase(std::unique(due.begin(), due.end()), due.end());
-    return true;
+    auto firing = static_cast<const Firing *>(context);
+    if (payload == &tombstone || !fires_with(timer_of(payload), firing->record, firing->second))
+        return;
+    fifo_cells::replace_payload(timer_of(payload)->cell, tombstone_payload());
+    timer_of(payload)->cell = nullptr;
+    Zor_Timer_Proc_Func(payload);
 }
 
-// Fires the count seconds from first on, oldest first. A long catch-up
-// (after the clock jumps ahead, say) visits only the seconds that have
-// timers instead of every second in between.
-void fire_seconds(pTIMER_LIST service, long long first, long long count)
+void fire_second(Service *record, long long second)
 {
-    auto buckets = static_cast<const zor_hash_fifo_t *>(service->pHash)->max + 1LL;
-    std::vector<long long> due;
-    if (count > buckets && due_seconds(service, first, first + count, due)) {
-        for (long long second : due)
-            fire_second(service, second);
+    char key[sizeof tombstone.timer_str];
+    snprintf(key, sizeof key, "%lld", second);
+    unsigned index = lhash_buckets::index_of(hash_of(&record->list), key, static_cast<int>(strlen(key)));
+    Firing firing{record, second};
+    fifo_cells::visit(lhash_buckets::at(hash_of(&record->list), index), fire_if_due, &firing);
+    sweep(record, index);
+}
+
+// The lowest distinct expiry seconds in [from, end) of the timers a run
+// fires, at most kBatch of them, in ascending order.
+constexpr int kBatch = 64;
+struct DueSeconds {
+    const Service *record;
+    long long from, end;
+    long long second[kBatch];
+    int count;
+};
+
+void note_due(void *payload, void *context)
+{
+    auto due = static_cast<DueSeconds *>(context);
+    if (payload == &tombstone)
+        return;
+    const Timer *timer = timer_of(payload);
+    long long second = timer->expiry;
+    if (second < due->from || second >= due->end || !fires_with(timer, due->record, second))
+        return;
+    long long *at = std::lower_bound(due->second, due->second + due->count, second);
+    if (at == due->second + kBatch || (at < due->second + due->count && *at == second))
+        return;
+    int kept = std::min(due->count, kBatch - 1);
+    std::copy_backward(at, due->second + kept, due->second + kept + 1);
+    *at = second;
+    due->count = kept + 1;
+}
+
+// Fires the seconds in [first, end), oldest first. A long stretch (after a
+// silence, a step of the clock or a reset far into the past) visits only
+// the seconds that have timers, found a batch at a time.
+void fire_seconds(Service *record, long long first, long long end)
+{
+    ZOR_HASH_FIFO hash = hash_of(&record->list);
+    unsigned buckets = lhash_buckets::count(hash);
+    if (end - first <= static_cast<long long>(buckets)) {
+        for (long long second = first; second < end; second++)
+            fire_second(record, second);
         return;
     }
-    for (long long i = 0; i < count; i++)
-        fire_second(service, first + i);
+    DueSeconds due{record, first, end, {}, 0};
+    do {
+        due.count = 0;
+        for (unsigned i = 0; i < buckets; i++)
+            fifo_cells::visit(lhash_buckets::at(hash, i), note_due, &due);
+        for (int i = 0; i < due.count; i++)
+            fire_second(record, due.second[i]);
+        if (due.count > 0)
+            due.from = due.second[due.count - 1] + 1;
+    } while (due.count == kBatch);
 }
 
 long clamp_to_long(long long value)
@@ -304,8 +339,8 @@ NEW_PRTH Zor_New_Timer_Malloc(int max, int hash_table)
                                             Zor_Timer_Del_Compare_Func);
     if (hash == nullptr)
         return nullptr;
-    int buckets = static_cast<int>(static_cast<zor_hash_fifo_t *>(hash)->max) + 1;
-    auto record = static_cast<Service *>(Mem_Malloc(static_cast<int>(sizeof(Service) + sizeof(int) * static_cast<size_t>(buckets))));
+    size_t buckets = lhash_buckets::count(hash);
+    auto record = static_cast<Service *>(Mem_Malloc(static_cast<int>(sizeof(Service) + sizeof(int) * buckets)));
     if (record == nullptr) {
         Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(hash));
         return creation_failed(__LINE__);
@@ -327,6 +362,7 @@ NEW_PRTH Zor_New_Timer_Malloc(int max, int hash_table)
     gettimeofday(&service->nowtime, nullptr);
     service->oldtime = service->nowtime;
     record->next_second = service->nowtime.tv_sec;
+    record->oldest_late = LLONG_MAX;
     return record;
 }
 
@@ -415,7 +451,7 @@ void Zor_New_Timer_Reset(NEW_PRTH rth, int id, int event, int jiffer, int module
 void Zor_New_Timer_Run(NEW_PRTH rth)
 {
     auto record = static_cast<Service *>(rth);
-    if (record == nullptr)
+    if (record == nullptr || record->firing) // called from a callback: the run under way fires
         return;
     pTIMER_LIST service = &record->list;
     gettimeofday(&service->nowtime, nullptr);
@@ -425,16 +461,22 @@ void Zor_New_Timer_Run(NEW_PRTH rth)
     service->delaytime2 = clamp_to_long(sec);
     long long total = service->totaldelaytime + usec + sec * kMicro;
     long long loop = total / kMicro;
-    long long first = record->next_second;
-    if (loop > 0) {
+    // The loop probes loop seconds from the previous reading's second on.
+    long long last_probed = static_cast<long long>(service->oldtime.tv_sec) + loop - 1;
+    if (loop > 0)
         total -= loop * kMicro;
-        record->next_second += loop;
-    }
     // The state is complete before any callback runs.
     service->totaldelaytime = clamp_to_long(total);
     service->oldtime = service->nowtime;
-    if (loop > 0 && service->pHash != nullptr)
-        fire_seconds(service, first, loop);
+    if (loop <= 0 || service->pHash == nullptr)
+        return;
+    long long first = std::min(record->next_second, record->oldest_late);
+    record->next_second = std::max(record->next_second, last_probed + 1);
+    record->oldest_late = LLONG_MAX;
+    record->firing_runs++;
+    record->firing = true;
+    fire_seconds(record, first, record->next_second);
+    record->firing = false;
 }
 
 int Zor_New_Judge_Element_Wether_Exist(FIFOH mfifo, int id, int event, int module)

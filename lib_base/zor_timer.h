@@ -4,10 +4,16 @@
  * and a module number, and runs for jiffer seconds; (id, event, module) is
  * unique among running timers. When it expires its own callback gets
  * (id, event). The owner calls Zor_New_Timer_Run often (several times a
- * second); each run reads the clock and fires, second by second and oldest
- * first, every expiry second that the time elapsed since the previous run
- * has consumed, carrying the sub-second remainder to the next run. A timer
- * started at second s fires in the run that consumes second s + jiffer.
+ * second). Each run reads the clock and consumes the whole seconds of time
+ * elapsed since the previous run, carrying the sub-second remainder to the
+ * next; for each second consumed it probes one expiry second, counting up
+ * from the second of the previous run's reading. It fires, oldest first,
+ * every expiry second up to the last it probes that no run has fired yet,
+ * so no second is skipped or fired twice. With frequent runs a timer of
+ * jiffer seconds started just after the service was made fires jiffer
+ * seconds later, within one run period. A timer whose expiry second has
+ * fired already when it is started or reset (jiffer 0, or a reset into the
+ * past) fires in the next run that consumes time.
  *
  * Timers are kept in one list per id (to find one by id, event and module)
  * and in a list-bucket hash table keyed by the decimal text of their expiry
@@ -86,7 +92,8 @@ LIBBASE_API void Zor_New_Timer_Stop_All(NEW_PRTH rth, int id, int module);
  * after its first start (not after now); nothing when it is not running. */
 LIBBASE_API void Zor_New_Timer_Reset(NEW_PRTH rth, int id, int event, int jiffer, int module);
 
-/* Reads the clock and fires every second the elapsed time has consumed.
+/* Reads the clock, consumes the elapsed whole seconds and fires the expiry
+ * seconds they bring due, as described at the top of this file.
  * Each expiring timer prints
  * "Time Out : id = %d event = %d module = %d jiffer = %d\n" and
  * "Time Out : Callback Func : id = %d event = %d module = %d jiffer = %d\n"

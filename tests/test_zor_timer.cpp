@@ -2,8 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <map>
+#include <optional>
 #include <regex>
+#include <thread>
+#include <tuple>
 
+#include "failing_new.h"
 #include "mem.h"
 #include "test_support.h"
 
@@ -11,6 +17,23 @@ using testing_support::Printed;
 using Fired = std::vector<std::pair<int, int>>;
 static Fired fired;
 static NEW_PRTH current;
+
+// The clock the library reads in this program: the real one, unless a test
+// has set it.
+static std::optional<timeval> set_clock;
+
+extern "C" int gettimeofday(struct timeval *__restrict tv, void *__restrict) noexcept
+{
+    if (set_clock) {
+        *tv = *set_clock;
+        return 0;
+    }
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    tv->tv_sec = now.tv_sec;
+    tv->tv_usec = static_cast<suseconds_t>(now.tv_nsec / 1000);
+    return 0;
+}
 
 static void on_timeout(int id, int event) { fired.emplace_back(id, event), printf("callback %d %d\n", id, event); }
 
@@ -29,80 +52,89 @@ static void busy_callback(int id, int event)
 
 static bool Matches(const std::string &text, const char *re) { return std::regex_match(text, std::regex(re)); }
 
+static pTIMER_LIST Rec(NEW_PRTH h) { return static_cast<pTIMER_LIST>(h); }
+
+static void Destroy(NEW_PRTH h)  // no call destroys a service: take it apart
+{
+    for (int id = 0; id <= Rec(h)->max; id++)
+        Fifo_Free(Rec(h)->pList[id].pfifo);
+    Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(Rec(h)->pHash));
+    Mem_Free(Rec(h)->pList);
+    Mem_Free(h);
+}
+
+// A service made on a set clock 0.3 s into second s0.
 class ZorTimerTest : public ::testing::Test {
 protected:
-    void SetUp() override { fired.clear(), current = h; }
-    void TearDown() override  // no call destroys a service: take it apart
+    static constexpr long long s0 = 1700000000;
+    void SetUp() override { fired.clear(), At(0), current = h = Zor_New_Timer_Malloc(9, 63); }
+    void TearDown() override { Destroy(h), set_clock.reset(); }
+    static void At(long long usec)  // the clock, usec after the service was made
     {
-        for (int id = 0; id <= rec()->max; id++)
-            Fifo_Free(rec()->pList[id].pfifo);
-        Zor_Hash_Fifo_Free(static_cast<ZOR_HASH_FIFO *>(rec()->pHash));
-        Mem_Free(rec()->pList);
-        Mem_Free(h);
+        long long t = s0 * 1000000 + 300000 + usec;
+        set_clock = timeval{static_cast<time_t>(t / 1000000), static_cast<suseconds_t>(t % 1000000)};
     }
-    pTIMER_LIST rec() { return static_cast<pTIMER_LIST>(h); }
-    int Running(int id) { return Fifo_GetCount(rec()->pList[id].pfifo); }
+    std::string RunAt(long long usec) { return At(usec), Printed([&] { Zor_New_Timer_Run(h); }); }
+    int Running(int id) { return Fifo_GetCount(Rec(h)->pList[id].pfifo); }
     pTIMER_ELEMENT Find(int id, int event, int module = 0)
     {
-        FIFOH list = rec()->pList[id].pfifo;
+        FIFOH list = Rec(h)->pList[id].pfifo;
         auto e = static_cast<pTIMER_ELEMENT>(Fifo_Step_Get_First(list));
         while (e != nullptr && (e->event != event || e->module != module))
             e = static_cast<pTIMER_ELEMENT>(Fifo_Step_Next(list));
         return e;
     }
-    void StartDue(long long second, int id, int event, int module = 0, Zor_New_Timeout fn = on_timeout)
+    int BucketCount(long long second)  // cells in the hash bucket of an expiry second
     {
-        Zor_New_Timer_Start(h, fn, id, event, 0, module);
-        Zor_New_Timer_Reset(h, id, event, static_cast<int>(second - Find(id, event, module)->time.tv_sec), module);
-    }
-    std::string RunAfter(long long usec)  // as if the previous run read the clock usec earlier
-    {
-        long long old = rec()->oldtime.tv_sec * 1000000LL + rec()->oldtime.tv_usec - usec;
-        rec()->oldtime = {static_cast<time_t>(old / 1000000), static_cast<suseconds_t>(old % 1000000)};
-        return Printed([&] { Zor_New_Timer_Run(h); });
+        std::string key = std::to_string(second);
+        auto table = static_cast<zor_hash_fifo_t *>(Rec(h)->pHash);
+        return Fifo_GetCount(table->List[Zor_Hash_Fifo_Algorithm(63, key.c_str(), -1)].Lfifo);
     }
 
-    NEW_PRTH h = Zor_New_Timer_Malloc(9, 63);
-    long long start = rec()->nowtime.tv_sec;  // the first second to fire
+    NEW_PRTH h = nullptr;
 };
 
-TEST_F(ZorTimerTest, FiresAfterTwoLinesAndResetCountsFromTheFirstStart)
+TEST_F(ZorTimerTest, FiresInTheRunThatProbesItsSecondAndResetCountsFromTheFirstStart)
 {
     Zor_New_Timer_Start(h, on_timeout, 3, 1, 2, 0);
-    Zor_New_Timer_Start(h, on_timeout, 4, 1, 2, 0);
-    Zor_New_Timer_Reset(h, 4, 1, 10, 0);
-    Zor_New_Timer_Reset(h, 4, 2, 10, 0);  // not running: starts nothing
-    long long expiry = Find(3, 1)->time.tv_sec + 2 - start, reset = Find(4, 1)->time.tv_sec + 10 - start;
-    EXPECT_EQ(RunAfter(expiry * 1000000 + 900000), "");
-    EXPECT_EQ(RunAfter(100000), "Time Out : id = 3 event = 1 module = 0 jiffer = 2\n"
-                                "Time Out : Callback Func : id = 3 event = 1 module = 0 jiffer = 2\n"
-                                "callback 3 1\n");
+    Zor_New_Timer_Start(h, on_timeout, 4, 1, 9, 0);
+    std::map<int, std::string> printed;  // by run time in ms, runs every 100 ms
+    for (int ms = 100; ms <= 10500; ms += 100) {
+        if (ms == 8000) {
+            Zor_New_Timer_Reset(h, 4, 1, 10, 0);
+            Zor_New_Timer_Reset(h, 4, 2, 10, 0);  // not running: starts nothing
+        }
+        if (std::string text = RunAt(ms * 1000); !text.empty())
+            printed[ms] = text;
+    }
+    EXPECT_EQ(printed, (std::map<int, std::string>{
+                           {2000, "Time Out : id = 3 event = 1 module = 0 jiffer = 2\n"
+                                  "Time Out : Callback Func : id = 3 event = 1 module = 0 jiffer = 2\n"
+                                  "callback 3 1\n"},
+                           {10000, "Time Out : id = 4 event = 1 module = 0 jiffer = 10\n"
+                                   "Time Out : Callback Func : id = 4 event = 1 module = 0 jiffer = 10\n"
+                                   "callback 4 1\n"}}));
     EXPECT_EQ(Running(3), 0);
-    EXPECT_EQ(Running(4), 1);
-    RunAfter((reset - expiry - 1) * 1000000);
-    EXPECT_EQ(fired.size(), 1u);
-    RunAfter(1000000);
-    EXPECT_EQ(fired.back(), std::make_pair(4, 1));
+    EXPECT_EQ(Running(4), 0);
 }
 
-TEST_F(ZorTimerTest, EverySecondFiresOnceInOrderWhateverTheReadings)
+TEST_F(ZorTimerTest, EverySecondFiresOnceOldestFirstWhateverTheReadings)
 {
-    // Runs 1.90 s, 0.07 s, 0.08 s apart: the third consumes the second after the first's.
     for (int i = 5; i >= 0; i--)
-        StartDue(start + i, i, 0);
-    RunAfter(1900000);
-    RunAfter(70000);
-    EXPECT_EQ(fired.size(), 1u);
-    RunAfter(80000);
-    EXPECT_EQ(fired, (Fired{{0, 0}, {1, 0}}));
-    RunAfter(3450000);  // after 3.5 s of silence: three seconds, oldest first, 0.5 s kept
+        Zor_New_Timer_Start(h, on_timeout, i, 0, i, 0);
+    RunAt(1900000);  // probes s0
+    RunAt(1970000);
+    EXPECT_EQ(fired, (Fired{{0, 0}}));
+    RunAt(2050000);  // probes s0 + 2: s0 + 1 goes first
+    EXPECT_EQ(fired, (Fired{{0, 0}, {1, 0}, {2, 0}}));
+    RunAt(5550000);  // 3.5 s of silence: probes s0 + 2 to s0 + 4, of which s0 + 2 has fired
     EXPECT_EQ(fired, (Fired{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}}));
-    EXPECT_EQ(rec()->totaldelaytime / 100000, 5);
-    RunAfter(500000);
+    EXPECT_EQ(Rec(h)->totaldelaytime, 550000);
+    RunAt(6000000);
     EXPECT_EQ(fired.back(), std::make_pair(5, 0));
-    StartDue(start + 100000, 7, 0);
-    StartDue(start + 70, 8, 0);
-    RunAfter(200000LL * 1000000);  // days in one run: the due seconds, in order
+    Zor_New_Timer_Start(h, on_timeout, 7, 0, 100000, 0);
+    Zor_New_Timer_Start(h, on_timeout, 8, 0, 70, 0);
+    RunAt(200006000000);  // days in one run: the due seconds, in order
     EXPECT_EQ(fired, (Fired{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {8, 0}, {7, 0}}));
 }
 
@@ -114,10 +146,10 @@ TEST_F(ZorTimerTest, DuplicateIsRefusedAndModulesKeepTimersApart)
                              "Zor_New_Timer_Start : the event is exist \\. id = 2 event = 7\n")) << out;
     EXPECT_EQ(Find(2, 7)->jiffer, 5);
     for (auto [event, module] : {std::pair{7, 1}, {8, 1}, {9, 2}})
-        StartDue(start + 1, 2, event, module);
+        Zor_New_Timer_Start(h, on_timeout, 2, event, 1, module);
     Zor_New_Timer_Stop_All(h, 2, 1);
     Zor_New_Timer_Stop(h, 2, 7, 0);
-    RunAfter(2000000);  // the stopped ones left the hash table too
+    RunAt(6000000);  // the stopped ones left the hash table too
     EXPECT_EQ(fired, (Fired{{2, 9}}));
 }
 
@@ -137,22 +169,149 @@ TEST_F(ZorTimerTest, BadArgumentsAndTheIdRange)
     EXPECT_TRUE(Matches(Printed([] { EXPECT_EQ(Zor_New_Timer_Malloc(-1, 15), nullptr); }),
                         "error \\[ zor_timer\\.cpp:[0-9]+ in Zor_New_Timer_Malloc: \\]\n"
                         "Zor_New_Timer_Malloc : Create Zor New Timer Failed\n"));
-    Fifo_Free(rec()->pList[6].pfifo);  // a missing id list: the first start only prepares it
-    rec()->pList[6].pfifo = nullptr;
+    Fifo_Free(Rec(h)->pList[6].pfifo);  // a missing id list: the first start only prepares it
+    Rec(h)->pList[6].pfifo = nullptr;
     Zor_New_Timer_Start(h, on_timeout, 6, 1, 0, 0);
     EXPECT_EQ(Running(6), 0);
     for (int id : {6, 9, 0})
-        StartDue(start, id, 1);
-    RunAfter(1000000);
+        Zor_New_Timer_Start(h, on_timeout, id, 1, 0, 0);
+    RunAt(1000000);
     EXPECT_EQ(fired, (Fired{{6, 1}, {9, 1}, {0, 1}}));
 }
 
 TEST_F(ZorTimerTest, CallbacksMayStartStopAndReset)
 {
     for (int event = 1; event <= 7; event++)
-        StartDue(start, 5, event, 0, busy_callback);
-    RunAfter(2000000);
+        Zor_New_Timer_Start(h, busy_callback, 5, event, 0, 0);
+    RunAt(2000000);
     EXPECT_EQ(fired, (Fired{{5, 1}, {5, 6}}));
     EXPECT_EQ(Find(5, 1)->jiffer, 3);
     EXPECT_EQ(Find(5, 7)->jiffer, 100);
+}
+
+TEST_F(ZorTimerTest, StoppingMostOfOneSecondLeavesItsBucketUsable)
+{
+    for (int i = 0; i < 100; i++)
+        Zor_New_Timer_Start(h, on_timeout, i % 10, i / 10, 1, 0);
+    for (int id = 9; id >= 0; id--)  // the last one in the bucket goes first
+        for (int event = 1; event < 10; event++)
+            Zor_New_Timer_Stop(h, id, event, 0);
+    EXPECT_LE(BucketCount(s0 + 1), 20);  // stopped cells do not pile up
+    RunAt(2000000);
+    EXPECT_EQ(fired, (Fired{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {6, 0}, {7, 0}, {8, 0}, {9, 0}}));
+    EXPECT_EQ(BucketCount(s0 + 1), 0);
+
+    long long again = s0 + 3;  // a later second of the same bucket
+    while (Zor_Hash_Fifo_Algorithm(63, std::to_string(again).c_str(), -1) !=
+           Zor_Hash_Fifo_Algorithm(63, std::to_string(s0 + 1).c_str(), -1))
+        again++;
+    fired.clear();
+    for (int id : {4, 5, 6})
+        Zor_New_Timer_Start(h, on_timeout, id, 1, static_cast<int>(again - (s0 + 2)), 0);
+    Zor_New_Timer_Stop(h, 5, 1, 0);
+    RunAt((again - s0 + 1) * 1000000);
+    EXPECT_EQ(fired, (Fired{{4, 1}, {6, 1}}));
+    EXPECT_EQ(BucketCount(again), 0);
+}
+
+TEST_F(ZorTimerTest, ARunReturnsWhenNoMemoryIsLeft)
+{
+    fired.reserve(300);  // the callback must not allocate either
+    for (int i = 199; i >= 0; i--)
+        Zor_New_Timer_Start(h, on_timeout, i % 10, i, i + 1, 0);
+    Printed([&] {
+        testing_support::FailingAllocations none;
+        Zor_New_Timer_Run(h), At(1000000000), Zor_New_Timer_Run(h);
+    });
+    ASSERT_EQ(fired.size(), 200u);
+    for (int i = 0; i < 200; i++)
+        EXPECT_EQ(fired[i], std::make_pair(i % 10, i));
+}
+
+// Real time: services made together, 0.4 s to 0.6 s into a second; one is
+// run every 20 ms, the others once after a silence.
+static std::vector<std::tuple<int, int, int, double>> wall_fired;  // id, event, run, seconds after making
+static int wall_run;
+static timeval wall_made;
+
+static double SinceMade()
+{
+    timeval now;
+    gettimeofday(&now, nullptr);
+    return static_cast<double>(now.tv_sec - wall_made.tv_sec) + (now.tv_usec - wall_made.tv_usec) / 1e6;
+}
+
+static void on_wall_timeout(int id, int event)
+{
+    wall_fired.emplace_back(id, event, wall_run, SinceMade());
+    if (id == 1 && event == 1)  // no time left: goes with the next run that consumes time
+        Zor_New_Timer_Start(current, on_wall_timeout, 1, 9, 0, 0);
+}
+
+TEST(ZorTimerWallClock, FiresOnTimeAndCatchesUpAfterSilence)
+{
+    NEW_PRTH every20ms = nullptr, silent2200ms = nullptr, silent3500ms = nullptr;
+    while (every20ms == nullptr) {
+        timeval now;
+        gettimeofday(&now, nullptr);
+        std::this_thread::sleep_for(std::chrono::microseconds((1420000 - now.tv_usec) % 1000000));
+        every20ms = Zor_New_Timer_Malloc(9, 63), silent2200ms = Zor_New_Timer_Malloc(9, 63);
+        silent3500ms = Zor_New_Timer_Malloc(9, 63);
+        wall_made = Rec(every20ms)->nowtime;
+        if (wall_made.tv_usec >= 400000 && Rec(silent3500ms)->nowtime.tv_usec < 600000)
+            break;
+        for (NEW_PRTH h : {every20ms, silent2200ms, silent3500ms})
+            Destroy(h);
+        every20ms = nullptr;
+    }
+    current = every20ms;
+    Zor_New_Timer_Start(every20ms, on_wall_timeout, 1, 1, 1, 0);
+    Zor_New_Timer_Start(every20ms, on_wall_timeout, 2, 2, 2, 0);
+    for (int jiffer = 0; jiffer <= 3; jiffer++) {
+        Zor_New_Timer_Start(silent2200ms, on_wall_timeout, 5, jiffer, jiffer, 0);
+        Zor_New_Timer_Start(silent3500ms, on_wall_timeout, 6, jiffer, jiffer, 0);
+    }
+    bool late_started = false;
+    int silent_run = 0;
+    Printed([&] {
+        for (wall_run = 1; SinceMade() < 2.4; wall_run++) {
+            Zor_New_Timer_Run(every20ms);
+            if (!late_started && !wall_fired.empty()) {  // the second this run is in has fired
+                late_started = true;
+                Zor_New_Timer_Start(every20ms, on_wall_timeout, 3, 3, 0, 0);
+                Zor_New_Timer_Start(every20ms, on_wall_timeout, 4, 4, 1, 0);
+                Zor_New_Timer_Reset(every20ms, 4, 4, -3, 0);
+            }
+            if (silent_run == 0 && SinceMade() >= 2.2)
+                silent_run = wall_run, Zor_New_Timer_Run(silent2200ms);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(static_cast<long>((3.5 - SinceMade()) * 1e6)));
+        wall_run = 0;
+        Zor_New_Timer_Run(silent3500ms);
+    });
+    ASSERT_EQ(wall_fired.size(), 10u);
+    auto [id, event, run, at] = wall_fired[0];
+    EXPECT_EQ(std::make_pair(id, event), std::make_pair(1, 1));
+    EXPECT_TRUE(at >= 0.99 && at < 1.4) << "a 1 s timer fired after " << at << " s";
+    int first_run = run;
+    Fired in_order;
+    for (int i = 1; i <= 4; i++) {
+        std::tie(id, event, run, at) = wall_fired[i];
+        EXPECT_NE(run, first_run) << "timer " << id << " " << event << " fired in the run that started it";
+        EXPECT_EQ(run, std::get<2>(wall_fired[4]));  // all in one run, oldest second first
+        in_order.emplace_back(id, event);
+    }
+    EXPECT_EQ(in_order, (Fired{{4, 4}, {1, 9}, {3, 3}, {2, 2}}));
+    EXPECT_TRUE(at >= 1.99 && at < 2.4) << "a 2 s timer fired after " << at << " s";
+    Fired silent;
+    for (size_t i = 5; i < wall_fired.size(); i++) {
+        silent.emplace_back(std::get<0>(wall_fired[i]), std::get<1>(wall_fired[i]));
+        EXPECT_EQ(std::get<2>(wall_fired[i]), i < 7 ? silent_run : 0);
+    }
+    EXPECT_EQ(silent, (Fired{{5, 0}, {5, 1}, {6, 0}, {6, 1}, {6, 2}}));
+    EXPECT_GE(Rec(silent3500ms)->totaldelaytime, 500000);  // the half second left over
+    EXPECT_LT(Rec(silent3500ms)->totaldelaytime, 900000);
+    for (NEW_PRTH h : {every20ms, silent2200ms, silent3500ms})
+        Destroy(h);
 }
