@@ -304,7 +304,7 @@ int Fifo_Insert_Afternow(FIFOH mfifo, void *pdata)
 
 } // extern "C"
 
-namespace fifo_cells {
+namespace libbase::fifo_cells {
 
 pFIFO_M append(FIFOH list, void *pdata)
 {
@@ -358,4 +358,4 @@ bool place_cursor_on(FIFOH list, const void *pdata)
     return false;
 }
 
-} // namespace fifo_cells
+} // namespace libbase::fifo_cells

@@ -16,6 +16,9 @@ static_assert(sizeof(zor_hash_fifo_t) == 5 * sizeof(void *), "table layout");
 
 namespace {
 
+namespace fifo_cells = libbase::fifo_cells;
+namespace lhash_buckets = libbase::lhash_buckets;
+
 constexpr int kMasks[] = {9, 15, 31, 63, 127, 255, 511, 1023, 2047, 4095, 8191, 16383};
 constexpr int kDefaultMask = 15;
 
@@ -163,7 +166,7 @@ int Zor_Hash_Fifo_Algorithm(int Hash_Table, const void *key, int klen)
 
 } // extern "C"
 
-namespace lhash_buckets {
+namespace libbase::lhash_buckets {
 
 unsigned count(ZOR_HASH_FIFO table)
 {
@@ -180,4 +183,4 @@ FIFOH at(ZOR_HASH_FIFO table, unsigned index)
     return index < count(table) ? static_cast<zor_hash_fifo_t *>(table)->List[index].Lfifo : nullptr;
 }
 
-} // namespace lhash_buckets
+} // namespace libbase::lhash_buckets

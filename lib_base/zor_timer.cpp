@@ -31,6 +31,9 @@ static_assert(offsetof(TIMER_ELEMENT, hash) == 2 * kPtr + kTimeval + 68, "timer 
 
 namespace {
 
+namespace fifo_cells = libbase::fifo_cells;
+namespace lhash_buckets = libbase::lhash_buckets;
+
 constexpr const char *kSourceFile = "zor_timer.cpp";
 constexpr long long kMicro = 1000000;
 

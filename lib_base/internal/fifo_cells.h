@@ -1,6 +1,6 @@
-// fifo_cells.h - cell-level operations on FIFO lists for the containers
-// built on them (the list-bucket hash table, the event timer service).
-// Internal to the library: never installed, never exported.
+// internal/fifo_cells.h - cell-level operations on FIFO lists for the
+// containers built on them (the list-bucket hash table, the event timer
+// service). Private to the library: never installed.
 #pragma once
 
 #ifndef __cplusplus
@@ -9,7 +9,7 @@
 
 #include "fifo.h"
 
-namespace fifo_cells {
+namespace libbase::fifo_cells {
 
 // Appends pdata at the tail exactly as Fifo_Push does and returns its cell;
 // NULL for a NULL list or when no cell can be allocated.
@@ -31,4 +31,4 @@ void visit(FIFOH list, void (*visit)(void *payload, void *context), void *contex
 // Puts the cursor on the first cell holding pdata; false when none does.
 bool place_cursor_on(FIFOH list, const void *pdata);
 
-} // namespace fifo_cells
+} // namespace libbase::fifo_cells

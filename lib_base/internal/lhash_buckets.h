@@ -1,6 +1,6 @@
-// lhash_buckets.h - the buckets of a list-bucket hash table, for the event
-// timer service, which keeps each of its bucket cells and sweeps buckets
-// itself. Internal to the library: never installed, never exported.
+// internal/lhash_buckets.h - the buckets of a list-bucket hash table, for
+// the event timer service, which keeps each of its bucket cells and sweeps
+// buckets itself. Private to the library: never installed.
 #pragma once
 
 #ifndef __cplusplus
@@ -9,7 +9,7 @@
 
 #include "lhash.h"
 
-namespace lhash_buckets {
+namespace libbase::lhash_buckets {
 
 // The number of buckets (the mask + 1); 0 for a NULL table.
 unsigned count(ZOR_HASH_FIFO table);
@@ -22,4 +22,4 @@ unsigned index_of(ZOR_HASH_FIFO table, const void *key, int klen);
 // a missing bucket.
 FIFOH at(ZOR_HASH_FIFO table, unsigned index);
 
-} // namespace lhash_buckets
+} // namespace libbase::lhash_buckets
