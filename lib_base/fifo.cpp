@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 
 #include "internal/complain.h"
 #include "mem.h"
@@ -22,11 +23,14 @@ void trace_null_input(int line, const char *func)
     libbase::trace_bad_argument("fifo", line, func, "Input NULL");
 }
 
+// Cells are set field by field: a zero fill first would only cost time.
 pFIFO_M new_cell(void *pdata)
 {
-    auto cell = static_cast<pFIFO_M>(Mem_Malloc(sizeof(FIFO_M)));
-    if (cell != nullptr)
+    auto cell = static_cast<pFIFO_M>(malloc(sizeof(FIFO_M)));
+    if (cell != nullptr) {
         cell->pdata = pdata;
+        cell->pNext = nullptr;
+    }
     return cell;
 }
 
@@ -64,7 +68,7 @@ int drain(FIFOH mfifo, bool free_payloads)
     auto list = static_cast<pFIFO>(mfifo);
     for (pFIFO_M cell = list->head, next; cell != nullptr; cell = next) {
         next = cell->pNext;
-        Mem_Free(cell);
+        free(cell);
     }
     Mem_Free(list);
     return 1;
@@ -155,7 +159,7 @@ void *Fifo_Pull(FIFOH mfifo)
     list->head = list->pos = cell->pNext;
     count_down(list);
     void *pdata = cell->pdata;
-    Mem_Free(cell);
+    free(cell);
     return pdata;
 }
 
@@ -209,7 +213,7 @@ void *Fifo_Step_Del_Now(FIFOH mfifo)
     }
     count_down(list);
     void *pdata = cell->pdata;
-    Mem_Free(cell);
+    free(cell);
     return pdata;
 }
 
@@ -249,7 +253,7 @@ void *Fifo_Index_Del(FIFOH mfifo, int index)
     if (cell == list->tail)
         list->tail = pred;
     void *pdata = cell->pdata;
-    Mem_Free(cell);
+    free(cell);
     return pdata;
 }
 
