@@ -6,9 +6,9 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "internal/kept_blocks.h"
 #include "internal/token.h"
 #include "mem.h"
 #include "str.h"
@@ -92,49 +92,23 @@ void copy_out(char *dest, const char *text, int len)
 
 // ---- Node memory ---------------------------------------------------------
 // A node is too large for the allocator's fast path, and documents come and
-// go in bursts: each thread keeps a few released nodes for its next ones.
-// They stay ordinary malloc blocks and are freed when the thread ends.
+// go in bursts: each thread keeps released nodes for its next ones.
 
-constexpr int kKeptNodes = 32;
-
-struct KeptNodes {
-    pXmldoc nodes[kKeptNodes];
-    int count;
-    bool armed;   // the thread's end frees them
-    bool closed;  // the thread is ending: keep no more
-};
-thread_local KeptNodes kept;
-
-struct KeptNodesRelease {
-    void arm() { kept.armed = true; }
-    ~KeptNodesRelease()
-    {
-        kept.closed = true;
-        while (kept.count > 0)
-            free(kept.nodes[--kept.count]);
-    }
-};
-thread_local KeptNodesRelease kept_release;
+thread_local libbase::KeptBlocks kept_nodes;
 
 // A zero-filled node, as from Mem_Malloc.
 pXmldoc alloc_node()
 {
-    if (kept.count == 0)
+    void *node = kept_nodes.take(sizeof(Xmldoc));
+    if (node == nullptr)
         return static_cast<pXmldoc>(Mem_Malloc(sizeof(Xmldoc)));
-    pXmldoc node = kept.nodes[--kept.count];
-    memset(node, 0, sizeof *node);
-    return node;
+    memset(node, 0, sizeof(Xmldoc));
+    return static_cast<pXmldoc>(node);
 }
 
 void free_node(pXmldoc node)
 {
-    if (kept.count == kKeptNodes || kept.closed) {
-        Mem_Free(node);
-        return;
-    }
-    if (!kept.armed)
-        kept_release.arm();
-    kept.nodes[kept.count++] = node;
+    kept_nodes.keep(node);
 }
 
 // ---- Nodes ---------------------------------------------------------------
