@@ -46,8 +46,12 @@ void BM_MessageFourPosters(benchmark::State &state)
                     Message_Post(0, p, i, body.data(), len);
             });
         int src, code, got;
-        for (int taken = 0; taken < kPosters * kPerPoster;)
-            taken += Message_Get(0, &src, &code, out.data(), &got) == 1;
+        for (int taken = 0; taken < kPosters * kPerPoster;) {
+            if (Message_Get(0, &src, &code, out.data(), &got) == 1)
+                taken++;
+            else
+                std::this_thread::yield();  // as a polling application would
+        }
         for (std::thread &t : posters)
             t.join();
     }
@@ -87,8 +91,10 @@ void BM_DequeFourPosters(benchmark::State &state)
                 queue.pop_front();
             }
             pthread_mutex_unlock(&mutex);
-            if (m.empty())
+            if (m.empty()) {
+                std::this_thread::yield();
                 continue;
+            }
             Header h;
             memcpy(&h, m.data(), sizeof h);
             memcpy(out.data(), m.data() + sizeof h, static_cast<size_t>(h.len));
