@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <thread>
@@ -72,16 +73,23 @@ std::string tpkt_stream(size_t *count)
     return s;
 }
 
-// Messages of 300 to 1500 bytes with XML bodies.
+// Messages of 500 to 3000 bytes with XML bodies.
 std::string sip_stream(size_t *count)
 {
+    const std::string head = "Command sip:dev@host SIP/2.0\r\nCSeq: 1\r\nContent-Length: ";
+    const std::string open = "<?xml version=\"1.0\" encoding=\"gb2312\"?>\r\n<request id=\"1\" type=\"t\">\r\n";
+    const std::string item = "\t<item source=\"x\">0123456789</item>\r\n";
+    const std::string close = "</request>\r\n";
     std::mt19937 rng(2);
     std::string s;
     for (*count = 0; s.size() < kStreamBytes; ++*count) {
-        std::string body = "<?xml version=\"1.0\" encoding=\"gb2312\"?>\r\n<request id=\"1\" type=\"t\">\r\n\t<d>" +
-                           std::string(150 + rng() % 1200, 'x') + "</d>\r\n</request>\r\n";
-        s += "Command sip:dev@host SIP/2.0\r\nCSeq: 1\r\nContent-Length: " + std::to_string(body.size()) +
-             "\r\n\r\n" + body;
+        size_t size = 500 + rng() % 2501;
+        std::string body = open;
+        while (head.size() + 8 + body.size() + item.size() + close.size() <= size)
+            body += item;
+        body += close;
+        body += std::string(size - std::min(size, head.size() + 8 + body.size()), ' ');
+        s += head + std::to_string(body.size()) + "\r\n\r\n" + body;
     }
     return s;
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 
 #include "internal/complain.h"
 #include "internal/fifo_cells.h"
@@ -23,11 +24,14 @@ void trace_null_input(int line, const char *func)
     libbase::trace_bad_argument("fifo", line, func, "Input NULL");
 }
 
+// Cells are set field by field: a zero fill first would only cost time.
 pFIFO_M new_cell(void *pdata)
 {
-    auto cell = static_cast<pFIFO_M>(Mem_Malloc(sizeof(FIFO_M)));
-    if (cell != nullptr)
+    auto cell = static_cast<pFIFO_M>(malloc(sizeof(FIFO_M)));
+    if (cell != nullptr) {
         cell->pdata = pdata;
+        cell->pNext = nullptr;
+    }
     return cell;
 }
 
@@ -81,7 +85,7 @@ int drain(FIFOH mfifo, bool free_payloads)
     auto list = static_cast<pFIFO>(mfifo);
     for (pFIFO_M cell = list->head, next; cell != nullptr; cell = next) {
         next = cell->pNext;
-        Mem_Free(cell);
+        free(cell);
     }
     Mem_Free(list);
     return 1;
@@ -163,7 +167,7 @@ void *Fifo_Pull(FIFOH mfifo)
     list->head = list->pos = cell->pNext;
     count_down(list);
     void *pdata = cell->pdata;
-    Mem_Free(cell);
+    free(cell);
     return pdata;
 }
 
@@ -217,7 +221,7 @@ void *Fifo_Step_Del_Now(FIFOH mfifo)
     }
     count_down(list);
     void *pdata = cell->pdata;
-    Mem_Free(cell);
+    free(cell);
     return pdata;
 }
 
@@ -257,7 +261,7 @@ void *Fifo_Index_Del(FIFOH mfifo, int index)
     if (cell == list->tail)
         list->tail = pred;
     void *pdata = cell->pdata;
-    Mem_Free(cell);
+    free(cell);
     return pdata;
 }
 

@@ -14,6 +14,10 @@ void *Mem_Malloc(int size)
         return nullptr;
     }
     void *block = malloc(static_cast<size_t>(size));
+    // Hides the block's origin from the compiler, which would otherwise fuse
+    // the two calls into calloc: that takes the allocator's slow path even
+    // for the small blocks its per-thread cache would hand out at once.
+    asm volatile("" : "+r"(block));
     if (block != nullptr)
         memset(block, 0, static_cast<size_t>(size));
     return block;

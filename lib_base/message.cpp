@@ -1,27 +1,36 @@
-// message.cpp - numbered mailboxes, one FIFO list each, under one mutex.
+// message.cpp - numbered mailboxes, one queue each, under one mutex.
 #include "message.h"
 
 #include <pthread.h>
 
-#include <climits>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
-
-#include "fifo.h"
-#include "mem.h"
+#include <type_traits>
 
 namespace {
 
 // A queued message: this header, then len bytes of body in the same block,
-// so a post allocates only what the message needs.
+// so a post allocates once, outside the lock, only what the message needs.
+// The header carries the link of its mailbox's queue.
 typedef struct _MSGD {
-    int msg;      // the sender's message code
-    int len;      // body length
-    int src_mod;  // the sender's module number
+    struct _MSGD *next;  // the message behind it in its mailbox
+    int msg;             // the sender's message code
+    int len;             // body length
+    int src_mod;         // the sender's module number
 } MSGD, *PMSGD;
 
-FIFOH *mh_lists = nullptr;  // mailbox n is mh_lists[n]
-int mh_max = 0;             // number of mailboxes
+// One mailbox: its messages, oldest first. The head is read without the
+// lock to tell an empty mailbox at once; it changes only under the lock.
+struct Mailbox {
+    std::atomic<PMSGD> head;
+    PMSGD tail;
+};
+
+static_assert(std::is_trivially_default_constructible<Mailbox>::value, "a zero-filled mailbox is empty");
+
+Mailbox *mh_lists = nullptr;  // mailbox n is mh_lists[n]
+int mh_max = 0;               // number of mailboxes
 pthread_mutex_t ms_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 class MailboxLock {
@@ -42,15 +51,38 @@ bool is_mailbox(int n)
     return n >= 0 && n < mh_max;
 }
 
-void drop_mailboxes(FIFOH *lists, int count)
+// Links rec in as the newest message of box; under the lock.
+void push(Mailbox &box, PMSGD rec)
 {
-    if (lists == nullptr)
+    rec->next = nullptr;
+    if (box.tail != nullptr)
+        box.tail->next = rec;
+    else
+        box.head.store(rec, std::memory_order_release);
+    box.tail = rec;
+}
+
+// Unlinks the oldest message of box, or NULL; under the lock.
+PMSGD pull(Mailbox &box)
+{
+    PMSGD rec = box.head.load(std::memory_order_relaxed);
+    if (rec == nullptr)
+        return nullptr;
+    box.head.store(rec->next, std::memory_order_relaxed);
+    if (rec->next == nullptr)
+        box.tail = nullptr;
+    return rec;
+}
+
+void drop_mailboxes(Mailbox *boxes, int count)
+{
+    if (boxes == nullptr)
         return;
     for (int i = 0; i < count; i++) {
-        if (lists[i] != nullptr)
-            Fifo_Free(lists[i]);
+        for (PMSGD rec; (rec = pull(boxes[i])) != nullptr;)
+            free(rec);
     }
-    Mem_Free(lists);
+    free(boxes);
 }
 
 } // namespace
@@ -62,20 +94,12 @@ void Message_Init(int num)
     drop_mailboxes(mh_lists, mh_max);
     mh_lists = nullptr;
     mh_max = 0;
-    if (num < 1 || num > INT_MAX / static_cast<int>(sizeof(FIFOH)))
+    if (num < 1)
         return;
-    auto lists = static_cast<FIFOH *>(Mem_Malloc(num * static_cast<int>(sizeof(FIFOH))));
-    if (lists == nullptr)
-        return;
-    for (int i = 0; i < num; i++) {
-        lists[i] = Fifo_Allocate(200);
-        if (lists[i] == nullptr) {
-            drop_mailboxes(lists, i);
-            return;
-        }
-    }
-    mh_lists = lists;
-    mh_max = num;
+    // Zero bits are an empty mailbox.
+    mh_lists = static_cast<Mailbox *>(calloc(static_cast<size_t>(num), sizeof(Mailbox)));
+    if (mh_lists != nullptr)
+        mh_max = num;
 }
 
 int Message_Post(int des, int local, int meg, void *pcahe, int len)
@@ -90,16 +114,13 @@ int Message_Post(int des, int local, int meg, void *pcahe, int len)
     rec->len = len;
     rec->src_mod = local;
     memcpy(body_of(rec), pcahe, static_cast<size_t>(len));
-    int pushed;
     {
         MailboxLock lock;
-        pushed = Fifo_Push(mh_lists[des], rec);
+        push(mh_lists[des], rec);
     }
-    if (pushed < 0)
-        free(rec);  // no cell for it: the message is lost
-    // Fifo_Push reports the new length, never 0, so every accepted post
+    // The queue reported its new length, never 0, so every accepted post
     // reports -5; callers know it as the success result.
-    return pushed == 0 ? 0 : -5;
+    return -5;
 }
 
 int Message_Get(int local, int *psrc, int *pmeg, void *pcahe, int *plen)
@@ -107,10 +128,13 @@ int Message_Get(int local, int *psrc, int *pmeg, void *pcahe, int *plen)
     if (!is_mailbox(local) || psrc == nullptr || pmeg == nullptr || pcahe == nullptr ||
         plen == nullptr)
         return -1;
+    Mailbox &box = mh_lists[local];
+    if (box.head.load(std::memory_order_acquire) == nullptr)
+        return 0;  // empty: no need to wait for the lock to learn it
     PMSGD rec;
     {
         MailboxLock lock;
-        rec = static_cast<PMSGD>(Fifo_Pull(mh_lists[local]));
+        rec = pull(box);
     }
     if (rec == nullptr)
         return 0;

@@ -7,9 +7,11 @@
 #include <climits>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "internal/kept_blocks.h"
 #include "mem.h"
 #include "str.h"
 
@@ -65,12 +67,30 @@ void print_input_error(const char *func)
     printf("The input is error ! In funtion %s\n", func);
 }
 
+// Blocks of received and queued data come and go at the rate of messages,
+// in sizes the allocator's fast path does not keep: each thread keeps its
+// released ones for the next.
+thread_local libbase::KeptBlocks kept_blocks;
+
+// A block of at least size bytes, contents undefined; NULL when there is
+// no memory.
+char *take_block(size_t size)
+{
+    void *block = kept_blocks.take(size);
+    return static_cast<char *>(block != nullptr ? block : malloc(size));
+}
+
+void release_block(char *block)
+{
+    kept_blocks.keep(block);
+}
+
 // Queue elements: one block, a native int length, then the bytes.
 char *new_element(const char *data, int len)
 {
     if (len < 0 || len > INT_MAX - 4)
         return nullptr;
-    auto el = static_cast<char *>(Mem_Malloc(len + 4));
+    char *el = take_block(static_cast<size_t>(len) + 4);
     if (el != nullptr) {
         memcpy(el, &len, 4);
         memcpy(el + 4, data, static_cast<size_t>(len));
@@ -137,7 +157,7 @@ int attach_record(int fd, int status, PTCP_TH *pptcp_th, const char *func)
 void clear_old_buf(PTCP_SOCKFD_ST r)
 {
     if (r->recv_old_buf != nullptr)
-        Mem_Free(r->recv_old_buf);
+        release_block(r->recv_old_buf);
     r->recv_old_buf = nullptr;
     r->recv_old_len = 0;
 }
@@ -181,7 +201,7 @@ int add_to_send_list(PTCP_SOCKFD_ST r, const char *pbuf, int len, End end)
         return -1;
     }
     if ((end == End::Tail ? Fifo_Push(r->send_buf_list, el) : Fifo_Add(r->send_buf_list, el)) < 0) {
-        Mem_Free(el);
+        release_block(el);
         return -1;
     }
     r->send_len += len;
@@ -195,7 +215,7 @@ void put_back_at_head(PTCP_SOCKFD_ST r, char *el, int len)
 {
     memcpy(el, &len, 4);
     if (Fifo_Add(r->send_buf_list, el) < 0) {
-        Mem_Free(el);
+        release_block(el);
         return;
     }
     r->send_len += len;
@@ -223,7 +243,7 @@ int send_from_send_list_head(PTCP_SOCKFD_ST r)
         put_back_at_head(r, el, len - sent);
         return sent;
     }
-    Mem_Free(el);
+    release_block(el);
     return sent;
 }
 
@@ -235,11 +255,21 @@ int push_to_recv_list_tail(PTCP_SOCKFD_ST r, const char *msg, int len)
     if (el == nullptr)
         return -1;
     if (Fifo_Push(r->recv_msg_list, el) < 0) {
-        Mem_Free(el);
+        release_block(el);
         return -1;
     }
     r->recv_len += len;
     return 0;
+}
+
+// Pulls the oldest received message, counted out of recv_len; NULL when
+// there is none.
+char *pull_oldest(PTCP_SOCKFD_ST r)
+{
+    auto el = static_cast<char *>(Fifo_Pull(r->recv_msg_list));
+    if (el != nullptr)
+        r->recv_len -= element_length(el);
+    return el;
 }
 
 // Pulls the oldest message and copies its bytes from offset skip on into
@@ -247,11 +277,10 @@ int push_to_recv_list_tail(PTCP_SOCKFD_ST r, const char *msg, int len)
 // when asked); else they are discarded. The bytes copied, or -1.
 int take_oldest(PTCP_SOCKFD_ST r, int skip, char *dest, int dest_len, unsigned char *reserved)
 {
-    auto el = static_cast<char *>(Fifo_Pull(r->recv_msg_list));
+    char *el = pull_oldest(r);
     if (el == nullptr)
         return -1;
     int len = element_length(el);
-    r->recv_len -= len;
     int copied = len - skip;
     if (copied <= dest_len) {
         memcpy(dest, el + 4 + skip, static_cast<size_t>(copied));
@@ -260,7 +289,7 @@ int take_oldest(PTCP_SOCKFD_ST r, int skip, char *dest, int dest_len, unsigned c
     } else {
         copied = -1;
     }
-    Mem_Free(el);
+    release_block(el);
     return copied;
 }
 
@@ -280,7 +309,7 @@ int copy_to_recv_old_buf(PTCP_SOCKFD_ST r, const char *src, int len)
     if (src == nullptr || len < 1 || len > kOldBufferLimit)
         return -1;
     clear_old_buf(r);
-    auto copy = static_cast<char *>(Mem_Malloc(len));
+    char *copy = take_block(static_cast<size_t>(len));
     if (copy == nullptr) {
         printf("Mem_Malloc is fail !  in funtion Tcp_Cut_Copy_To_Recv_Old_Buf!\n");
         return -1;
@@ -406,10 +435,29 @@ struct Cutter {
     int (*cut)(PTCP_SOCKFD_ST r, const char *data, int len);
 };
 
-// One receive behind the old tail into a zeroed buffer with a zero byte
-// behind it, then the cut. The bytes cut (old tail plus new data), or the
-// receive's 0 or -1; -1 without reading while recv_len is over the limit or
-// the connect is not done. The old buffer is kept unless data came.
+// The receive buffer of this thread, room for either cutter and a zero
+// byte: a receive runs to its end on one thread, so the next one may reuse
+// it. Freed when the thread ends; NULL when there is no memory.
+char *receive_buffer()
+{
+    struct Buffer {
+        char *data = nullptr;
+        ~Buffer()
+        {
+            free(data);
+            data = nullptr;
+        }
+    };
+    static thread_local Buffer buffer;
+    if (buffer.data == nullptr)
+        buffer.data = static_cast<char *>(malloc(kTpktBufferSize + 1));
+    return buffer.data;
+}
+
+// One receive behind the old tail, a zero byte behind the data, then the
+// cut. The bytes cut (old tail plus new data), or the receive's 0 or -1; -1
+// without reading while recv_len is over the limit or the connect is not
+// done. The old buffer is kept unless data came.
 int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
 {
     if (ptcp_th == nullptr) {
@@ -419,23 +467,21 @@ int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
     PTCP_SOCKFD_ST r = record(ptcp_th);
     if (r->recv_len > r->max_recv_len)
         return -1;
-    auto buf = static_cast<char *>(Mem_Malloc(cutter.buffer_size + 1));
-    if (buf == nullptr)
+    char *buf = receive_buffer();
+    if (buf == nullptr || !is_connected(r))
         return -1;
-    int result = -1;
-    if (is_connected(r)) {
-        int n = get_recv_old_buf(r, buf, cutter.buffer_size);
-        int got = Tcp_Socket_Recv(r->sockfd, buf + n, cutter.buffer_size - n);
-        result = got > 0 ? n + got : got;
-        if (got > 0) {
-            clear_old_buf(r);
-            if (*cutter.print_flg == 1)
-                cutter.dump(buf, result);
-            cutter.cut(r, buf, result);
-        }
-    }
-    Mem_Free(buf);
-    return result;
+    int n = get_recv_old_buf(r, buf, cutter.buffer_size);
+    // Straight into the buffer: only what was received is ever read.
+    auto got = static_cast<int>(recv(r->sockfd, buf + n, static_cast<size_t>(cutter.buffer_size - n), MSG_DONTWAIT));
+    if (got <= 0)
+        return got < 0 ? -1 : 0;
+    int total = n + got;
+    buf[total] = '\0';
+    clear_old_buf(r);
+    if (*cutter.print_flg == 1)
+        cutter.dump(buf, total);
+    cutter.cut(r, buf, total);
+    return total;
 }
 
 const Cutter kTpktCutter = {kTpktBufferSize, &g_tpkt_print_flg, tpkt_printf, tpkt_cut_msg_bin};
@@ -695,15 +741,14 @@ int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, in
         print_input_error(kSplitName);
         return -1;
     }
-    // A zero byte behind the longest message keeps the search in bounds.
-    auto msg = static_cast<char *>(Mem_Malloc(kSipSplitBufferSize + 1));
-    if (msg == nullptr) {
-        printf("The Mem_Malloc is error ! In funtion Tcp_Cut_Sip_Get_One_Msg_Cut_Body_Head\n");
+    // Split in place: the message is searched and copied from its element.
+    char *el = pull_oldest(record(ptcp_th));
+    if (el == nullptr)
         return -1;
-    }
-    int len = Tcp_Cut_Sip_Get_One_Msg_Sip_Head(ptcp_th, msg, kSipSplitBufferSize);
+    int len = element_length(el);
+    const char *msg = el + 4;
     int result = -1;
-    if (len >= 0) {
+    if (len <= kSipSplitBufferSize) {  // longer ones are dropped
         const char *xml = find_marker(msg, msg + strnlen(msg, static_cast<size_t>(len)), kXmlStart);
         int head = xml ? static_cast<int>(xml - msg) : 0;
         int body = len - head;
@@ -723,7 +768,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, in
             }
         }
     }
-    Mem_Free(msg);
+    release_block(el);
     return result;
 }
 

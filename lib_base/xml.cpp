@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "internal/kept_blocks.h"
 #include "internal/token.h"
 #include "mem.h"
 #include "str.h"
@@ -35,6 +36,9 @@ constexpr int kChild = 2;
 constexpr int kMaxDepth = 64;
 
 constexpr size_t kContentSize = sizeof(Xmldoc::content);
+
+// "<" tried as the start of an element's closing tag before a full search.
+constexpr int kQuickTries = 8;
 
 // Messages, GBK-encoded.
 constexpr char kEmptyName[] = "\xD4\xF6\xBC\xD3XML\xCA\xB1\xA3\xACname\xD7\xD6\xB6\xCE\xCE\xAA\xBF\xD5"
@@ -71,6 +75,14 @@ void set_text(char (&field)[N], const char *text)
     field[N - 1] = '\0';
 }
 
+// Copies text into a field of a fresh, zero-filled node, cut to the
+// field's size minus one: the bytes behind it are zero already.
+template <size_t N>
+void fill_text(char (&field)[N], const char *text)
+{
+    memcpy(field, text, strnlen(text, N - 1));
+}
+
 // strncpy into a caller's buffer, skipped for a NULL buffer or no room.
 void copy_out(char *dest, const char *text, int len)
 {
@@ -78,20 +90,41 @@ void copy_out(char *dest, const char *text, int len)
         strncpy(dest, text, static_cast<size_t>(len));
 }
 
+// ---- Node memory ---------------------------------------------------------
+// A node is too large for the allocator's fast path, and documents come and
+// go in bursts: each thread keeps released nodes for its next ones.
+
+thread_local libbase::KeptBlocks kept_nodes;
+
+// A zero-filled node, as from Mem_Malloc.
+pXmldoc alloc_node()
+{
+    void *node = kept_nodes.take(sizeof(Xmldoc));
+    if (node == nullptr)
+        return static_cast<pXmldoc>(Mem_Malloc(sizeof(Xmldoc)));
+    memset(node, 0, sizeof(Xmldoc));
+    return static_cast<pXmldoc>(node);
+}
+
+void free_node(pXmldoc node)
+{
+    kept_nodes.keep(node);
+}
+
 // ---- Nodes ---------------------------------------------------------------
 
 pXmldoc new_node(int xtype, const char *name, const char *source, bool with_list)
 {
-    auto node = static_cast<pXmldoc>(Mem_Malloc(sizeof(Xmldoc)));
+    pXmldoc node = alloc_node();
     if (node == nullptr)
         return nullptr;
     node->xtype = xtype;
     if (name != nullptr)
-        set_text(node->name, name);
+        fill_text(node->name, name);
     if (source != nullptr)
-        set_text(node->source, source);
+        fill_text(node->source, source);
     if (with_list && (node->mfifolist = Fifo_Allocate(1)) == nullptr) {
-        Mem_Free(node);
+        free_node(node);
         return nullptr;
     }
     return node;
@@ -100,13 +133,13 @@ pXmldoc new_node(int xtype, const char *name, const char *source, bool with_list
 // A byte-for-byte copy of node with a fresh empty child list, or with none.
 pXmldoc clone(const Xmldoc *node, bool with_list)
 {
-    auto copy = static_cast<pXmldoc>(Mem_Malloc(sizeof(Xmldoc)));
+    pXmldoc copy = alloc_node();
     if (copy == nullptr)
         return nullptr;
     memcpy(copy, node, sizeof(Xmldoc));
     copy->mfifolist = nullptr;
     if (with_list && (copy->mfifolist = Fifo_Allocate(1)) == nullptr) {
-        Mem_Free(copy);
+        free_node(copy);
         return nullptr;
     }
     return copy;
@@ -121,7 +154,7 @@ void release(pXmldoc node)
             release(static_cast<pXmldoc>(child));
         Fifo_FreeEx(node->mfifolist);
     }
-    Mem_Free(node);
+    free_node(node);
 }
 
 // Links node as parent's last child; a node that cannot be linked (no node,
@@ -212,26 +245,69 @@ bool head_readable(pXmldoc pxml, const char *name, const char *type)
 
 // ---- Decoding ------------------------------------------------------------
 
-// As Str_Tok, but a key at the very start is cut too, giving an empty
-// token (NULL) while the cursor still moves past the key.
-char *Str_Tok1(char **pstr, char *key)
-{
-    return libbase::cut_token(pstr, key, true);
-}
-
 // The text between key1 and the next key2, as Str_Two_Tok.
 char *Str_Tok2(char **pstr, char *key1, char *key2)
 {
     return Str_Two_Tok(pstr, key1, key2);
 }
 
+// Str_Two_Tok for one-character keys: the text between open and the next
+// close, cut there, the cursor behind it; NULL, nothing moved, when either
+// is missing.
+char *cut_between(char **cursor, char open, char close)
+{
+    char *start = strchr(*cursor, open);
+    if (start == nullptr)
+        return nullptr;
+    char *end = strchr(++start, close);
+    if (end == nullptr)
+        return nullptr;
+    *end = '\0';
+    *cursor = end + 1;
+    return start;
+}
+
+// An element's content.
+struct Content {
+    char *text;   // NULL when empty
+    bool nested;  // holds a "<": a run of elements of its own
+};
+
 // Cuts an element's content off at its closing tag: everything up to the
-// first "</name>" (the whole rest when there is none); NULL when empty.
-char *cut_content(char **cursor, const char *name)
+// first "</name>" (the whole rest when there is none), the cursor behind the
+// tag. The closing tag is cut to 1023 bytes, ">" going first.
+Content cut_content(char **cursor, const char *name)
 {
     char closing[1024];
-    snprintf(closing, sizeof closing, "</%s>", name);
-    return Str_Tok1(cursor, closing);
+    memcpy(closing, "</", 2);
+    size_t n = strnlen(name, sizeof closing - 3);
+    memcpy(closing + 2, name, n);
+    if (n + 3 < sizeof closing)
+        closing[2 + n++] = '>';
+    size_t closing_len = n + 2;
+    closing[closing_len] = '\0';
+
+    // The closing tag starts at one of the "<"; the first tells whether the
+    // content holds one. Past a few of them strstr takes over, which stays
+    // linear however often the text repeats the start of the tag.
+    char *text = *cursor;
+    char *first = strchrnul(text, '<');
+    char *hit = first;
+    for (int tries = 0; *hit != '\0' && strncmp(hit, closing, closing_len) != 0; tries++) {
+        if (tries == kQuickTries) {
+            char *found = strstr(hit + 1, closing);
+            hit = found != nullptr ? found : hit + strlen(hit);
+            break;
+        }
+        hit = strchrnul(hit + 1, '<');
+    }
+    if (*hit == '\0') {
+        *cursor = hit;
+    } else {
+        *hit = '\0';
+        *cursor = hit + closing_len;
+    }
+    return {text[0] != '\0' ? text : nullptr, first != hit};
 }
 
 // Decodes a run of sibling elements in text into pxml's children; depth is
@@ -239,21 +315,23 @@ char *cut_content(char **cursor, const char *name)
 void decode_body(pXmldoc pxml, char *text, int depth)
 {
     char *cursor = text;
+    if (cursor == nullptr)
+        return;
     for (;;) {
-        char *tag = Str_Two_Tok(&cursor, key("<"), key(">"));
+        char *tag = cut_between(&cursor, '<', '>');
         if (tag == nullptr)
             return;
-        char *name = Str_Tok(&tag, key(" "));
+        char *name = libbase::cut_token(&tag, " ", false);
         if (name == nullptr)
             return;  // "<>": nothing to name it by; the run ends here
-        char *source = Str_Two_Tok(&tag, key("\""), key("\""));
-        char *content = cut_content(&cursor, name);
-        if (Str_Seq_Num(content, key("<")) > 1 && depth < kMaxDepth) {
+        char *source = cut_between(&tag, '"', '"');
+        Content content = cut_content(&cursor, name);
+        if (content.nested && depth < kMaxDepth) {
             pXmldoc child = Xml_Add_child(pxml, name, source);
             if (child != nullptr)
-                decode_body(child, content, depth + 1);
+                decode_body(child, content.text, depth + 1);
         } else {
-            Xml_Add_Str(pxml, name, source, content);
+            Xml_Add_Str(pxml, name, source, content.text);
         }
     }
 }
@@ -292,30 +370,120 @@ bool read_head(char **cursor, Head *head)
 
 // ---- Encoding ------------------------------------------------------------
 
+// Writes n bytes at the cursor as Xml_Sprintf writes a formatted text: as
+// much as fits, always terminated; a cut text leaves the cursor at the
+// buffer's end with no space.
+void put(char **buf, int *space, const char *text, size_t n)
+{
+    if (*space <= 0)
+        return;
+    auto room = static_cast<size_t>(*space);
+    bool cut = n >= room;
+    if (cut)
+        n = room - 1;
+    memcpy(*buf, text, n);
+    (*buf)[n] = '\0';
+    size_t step = cut ? room : n;
+    *buf += step;
+    *space -= static_cast<int>(step);
+}
+
+void put(char **buf, int *space, const char *text)
+{
+    put(buf, space, text, strlen(text));
+}
+
+void put_int(char **buf, int *space, int value)
+{
+    char text[12];
+    char *at = text + sizeof text;
+    unsigned magnitude = value < 0 ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);
+    do
+        *--at = static_cast<char>('0' + magnitude % 10);
+    while ((magnitude /= 10) != 0);
+    if (value < 0)
+        *--at = '-';
+    put(buf, space, at, static_cast<size_t>(text + sizeof text - at));
+}
+
 void write_tabs(char **buf, int *space, int n)
 {
-    for (int i = 0; i < n && *space > 0; i++)
-        Xml_Sprintf(buf, space, "\t");
+    static const char tabs[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
+    for (; n > 0 && *space > 0; n -= 16)
+        put(buf, space, tabs, n < 16 ? static_cast<size_t>(n) : 16);
 }
 
-// Leaf content in UTF-8 in out (zeroed, kContentSize + 1 bytes so that a
-// full result stays terminated), or unchanged when it does not convert.
-const char *utf8_content(char *content, char *out)
+// The GB2312 to UTF-8 converter of this thread, opened on first use (and
+// again after a failed open); iconv_t(-1) when it cannot be opened.
+iconv_t gb2312_to_utf8()
 {
-    memset(out, 0, kContentSize + 1);
-    if (UTF8Encoding(content, out, strlen(content), kContentSize) < 1)
-        snprintf(out, kContentSize, "%s", content);
-    return out;
+    struct Converter {
+        iconv_t cd = reinterpret_cast<iconv_t>(-1);
+        ~Converter()
+        {
+            if (cd != reinterpret_cast<iconv_t>(-1))
+                iconv_close(cd);
+        }
+    };
+    static thread_local Converter converter;
+    if (converter.cd == reinterpret_cast<iconv_t>(-1))
+        converter.cd = iconv_open("UTF-8", "GB2312");
+    return converter.cd;
 }
 
-void write_leaf_open(pXmldoc leaf, char **buf, int *space, bool utf8)
+// Converts in_len bytes of GB2312 into at most out_len bytes of UTF-8 at
+// out: the bytes produced, or -1 when the text does not convert or fit.
+int to_utf8(char *in, size_t in_len, char *out, size_t out_len)
 {
-    char converted[kContentSize + 1];
-    const char *content = utf8 ? utf8_content(leaf->content, converted) : leaf->content;
-    if (leaf->source[0] == '\0')
-        Xml_Sprintf(buf, space, "<%s>%s", leaf->name, content);
-    else
-        Xml_Sprintf(buf, space, "<%s source=\"%s\">%s", leaf->name, leaf->source, content);
+    iconv_t cd = gb2312_to_utf8();
+    if (cd == reinterpret_cast<iconv_t>(-1))
+        return -1;
+    iconv(cd, nullptr, nullptr, nullptr, nullptr);  // a failure may have left a state behind
+    char *at = out;
+    if (iconv(cd, &in, &in_len, &at, &out_len) == static_cast<size_t>(-1))
+        return -1;
+    return static_cast<int>(at - out);
+}
+
+void write_leaf(const Xmldoc *leaf, char **buf, int *space, bool utf8)
+{
+    char converted[kContentSize];
+    const char *content = leaf->content;
+    size_t len = strlen(content);
+    if (utf8) {
+        int produced = to_utf8(const_cast<char *>(content), len, converted, sizeof converted);
+        if (produced >= 1) {
+            content = converted;
+            len = strnlen(converted, static_cast<size_t>(produced));
+        }
+    }
+    put(buf, space, "<");
+    put(buf, space, leaf->name);
+    if (leaf->source[0] != '\0') {
+        put(buf, space, " source=\"");
+        put(buf, space, leaf->source);
+        put(buf, space, "\"");
+    }
+    put(buf, space, ">");
+    put(buf, space, content, len);
+}
+
+void write_open_tag(const Xmldoc *node, char **buf, int *space)
+{
+    put(buf, space, "<");
+    put(buf, space, node->name);
+    if (node->xtype == kRoot) {
+        put(buf, space, " id=\"");
+        put_int(buf, space, node->requst_id);
+        put(buf, space, "\" type=\"");
+        put(buf, space, node->type);
+        put(buf, space, "\"");
+    } else if (node->source[0] != '\0') {
+        put(buf, space, " source=\"");
+        put(buf, space, node->source);
+        put(buf, space, "\"");
+    }
+    put(buf, space, ">\r\n");
 }
 
 void encode_node(pXmldoc node, char **buf, int *space, int floor, bool utf8)
@@ -323,28 +491,25 @@ void encode_node(pXmldoc node, char **buf, int *space, int floor, bool utf8)
     if (node == nullptr)
         return;
     write_tabs(buf, space, floor);
-    if (node->xtype == kRoot)
-        Xml_Sprintf(buf, space, "<%s id=\"%d\" type=\"%s\">\r\n", node->name, node->requst_id,
-                    node->type);
-    else if (node->xtype == kLeaf)
-        write_leaf_open(node, buf, space, utf8);
-    else if (node->source[0] == '\0')
-        Xml_Sprintf(buf, space, "<%s>\r\n", node->name);
+    if (node->xtype == kLeaf)
+        write_leaf(node, buf, space, utf8);
     else
-        Xml_Sprintf(buf, space, "<%s source=\"%s\">\r\n", node->name, node->source);
+        write_open_tag(node, buf, space);
 
-    // One pass over the children; the cursor then goes to the last child,
-    // where a walk by index would leave it.
+    // Children in order, by count: the cursor ends on the last one, where a
+    // walk by index leaves it.
     FIFOH list = node->mfifolist;
-    int n = 0;
-    for (void *p = Fifo_Step_Get_First(list); p != nullptr; p = Fifo_Step_Next(list), n++)
-        encode_node(static_cast<pXmldoc>(p), buf, space, floor + 1, utf8);
-    if (n > 0)
-        Fifo_Index_Get(list, n - 1);
+    int n = Fifo_GetCount(list);  // -1 for a leaf: no list
+    for (int i = 0; i < n; i++) {
+        auto child = static_cast<pXmldoc>(i == 0 ? Fifo_Step_Get_First(list) : Fifo_Step_Next(list));
+        encode_node(child, buf, space, floor + 1, utf8);
+    }
 
     if (node->xtype != kRoot && node->xtype != kLeaf)
         write_tabs(buf, space, floor);
-    Xml_Sprintf(buf, space, "</%s>\r\n", node->name);
+    put(buf, space, "</");
+    put(buf, space, node->name);
+    put(buf, space, ">\r\n");
 }
 
 int encode_document(pXmldoc pxml, const char *encoding, bool utf8, char *outbuf, int *buflen)
@@ -353,28 +518,12 @@ int encode_document(pXmldoc pxml, const char *encoding, bool utf8, char *outbuf,
         pxml == nullptr || outbuf == nullptr)
         return -1;
     char *cursor = outbuf;
-    Xml_Sprintf(&cursor, buflen, "<?xml version=\"1.0\" encoding=\"%s\"?>\r\n", encoding);
+    put(&cursor, buflen, "<?xml version=\"1.0\" encoding=\"");
+    put(&cursor, buflen, encoding);
+    put(&cursor, buflen, "\"?>\r\n");
     encode_node(pxml, &cursor, buflen, 0, utf8);
     return 1;
 }
-
-class Converter {
-public:
-    Converter() : cd_(iconv_open("UTF-8", "GB2312")) {}
-    ~Converter()
-    {
-        if (ok())
-            iconv_close(cd_);
-    }
-    Converter(const Converter &) = delete;
-    Converter &operator=(const Converter &) = delete;
-
-    bool ok() const { return cd_ != reinterpret_cast<iconv_t>(-1); }
-    iconv_t get() const { return cd_; }
-
-private:
-    iconv_t cd_;
-};
 
 // ---- Debugging views -----------------------------------------------------
 
@@ -398,7 +547,7 @@ pXmldoc Xml_Allocate(char *request, int id, char *type)
         return nullptr;
     root->requst_id = id;
     if (type != nullptr)
-        set_text(root->type, type);
+        fill_text(root->type, type);
     return root;
 }
 
@@ -408,7 +557,7 @@ pXmldoc Xml_Add_Str(pXmldoc pxml, char *name, char *source, char *content)
         return nullptr;
     pXmldoc item = new_node(kLeaf, name, source, false);
     if (item != nullptr && content != nullptr)
-        set_text(item->content, content);
+        fill_text(item->content, content);
     return append(pxml, item);
 }
 
@@ -719,18 +868,12 @@ int UTF8Encoding(char *pchSrc, char *pchDst, size_t stInLen, size_t stOutLen)
 {
     if (pchSrc == nullptr || pchDst == nullptr)
         return -1;
-    Converter converter;
-    if (!converter.ok())
-        return -1;
+    // Through a buffer of our own: a failed conversion leaves pchDst as it was.
     char out[4096];
-    char *in = pchSrc, *at = out;
-    size_t in_left = stInLen;
-    size_t out_left = stOutLen < sizeof out ? stOutLen : sizeof out;
-    if (iconv(converter.get(), &in, &in_left, &at, &out_left) == static_cast<size_t>(-1))
-        return -1;
-    size_t produced = static_cast<size_t>(at - out);
-    memcpy(pchDst, out, produced);
-    return static_cast<int>(produced);
+    int produced = to_utf8(pchSrc, stInLen, out, stOutLen < sizeof out ? stOutLen : sizeof out);
+    if (produced > 0)
+        memcpy(pchDst, out, static_cast<size_t>(produced));
+    return produced;
 }
 
 // ---- Debugging views -----------------------------------------------------

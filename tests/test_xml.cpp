@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "test_support.h"
@@ -239,6 +241,37 @@ TEST(Xml, Utf8ConversionFromGb2312)
     Xml_Set_Str(doc, S("zh"), nullptr, S(wide.c_str()));
     EXPECT_NE(Encode(doc, Xml_Encode_UTF8).find("<zh>" + wide + "</zh>"), std::string::npos);
     Xml_Free(doc);
+}
+
+// Released nodes are kept for the next ones: nothing of their old texts may
+// show behind the new ones, and a thread's kept nodes go when it ends.
+TEST(Xml, ReusedNodesAreZeroFilled)
+{
+    std::string long_text(1500, 'q');
+    for (int round = 0; round < 2; round++) {
+        pXmldoc old = Xml_Allocate(S("response"), 9, S(long_text.c_str()));
+        for (int i = 0; i < 40; i++)
+            Xml_Add_Str(Xml_Add_child(old, S(long_text.c_str()), S(long_text.c_str())), S(long_text.c_str()),
+                        S(long_text.c_str()), S(long_text.c_str()));
+        Xml_Free(old);
+        pXmldoc doc = Example();
+        pXmldoc user = Xml_Get_Child(doc, S("user"), nullptr), grp = Xml_Get_Child(doc, S("grp"), nullptr);
+        for (pXmldoc node : {doc, user, grp, Xml_Get_Child(grp, S("a"), nullptr)}) {
+            Xmldoc expect;
+            memset(&expect, 0, sizeof expect);
+            expect.xtype = node->xtype;
+            expect.requst_id = node->requst_id;
+            strcpy(expect.type, node->type);
+            strcpy(expect.name, node->name);
+            strcpy(expect.source, node->source);
+            strcpy(expect.content, node->content);
+            expect.mfifolist = node->mfifolist;
+            EXPECT_EQ(memcmp(node, &expect, sizeof expect), 0) << node->name;
+        }
+        Xml_Free(doc);
+        if (round == 0)
+            std::thread([] { Xml_Free(Example()); }).join();
+    }
 }
 
 TEST(Xml, PrintCapsTheIndentation)
