@@ -1,9 +1,10 @@
 #!/bin/sh
 # Installs the built library into a temporary prefix, then builds and runs a C99
-# application against it twice: through pkg-config and through find_package.
-# usage: check_install.sh BUILD_DIR THIS_DIR
+# application against it through pkg-config and through find_package, linked
+# with the shared object and, with "static", also entirely statically.
+# usage: check_install.sh BUILD_DIR THIS_DIR static|shared
 set -eu
-build=$1 here=$2
+build=$1 here=$2 kind=$3
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 cmake --install "$build" --prefix "$tmp/prefix" > "$tmp/install.log"
@@ -14,12 +15,30 @@ libdir=$(dirname "$(find "$tmp/prefix" -name libbase.pc)")/..
 (cd "$tmp/prefix/include/libbase" && ls -A) > "$tmp/headers.installed"
 diff -u "$tmp/headers.expected" "$tmp/headers.installed"
 
+# A statically linked application carries its own copy of the library.
+no_libbase() {
+  if readelf -d "$1" | grep -q 'NEEDED.*libbase'; then
+    echo "$1 needs the shared libbase"
+    exit 1
+  fi
+}
+
 PKG_CONFIG_PATH=$libdir/pkgconfig
 export PKG_CONFIG_PATH
 cc -std=c99 -pedantic -Wall -Wextra -Werror -o "$tmp/app_pc" "$here/app.c" \
   $(pkg-config --cflags --libs libbase) -Wl,-rpath,"$libdir"
 "$tmp/app_pc"
+if [ "$kind" = static ]; then
+  cc -static -std=c99 -pedantic -Wall -Wextra -Werror -o "$tmp/app_static" "$here/app.c" \
+    $(pkg-config --static --cflags --libs libbase)
+  no_libbase "$tmp/app_static"
+  "$tmp/app_static"
+fi
 
 cmake -S "$here/cmake_app" -B "$tmp/cmake_app" -DCMAKE_PREFIX_PATH="$tmp/prefix" > "$tmp/configure.log"
 cmake --build "$tmp/cmake_app" > "$tmp/build.log"
 "$tmp/cmake_app/app"
+if [ "$kind" = static ]; then
+  no_libbase "$tmp/cmake_app/app_static"
+  "$tmp/cmake_app/app_static"
+fi
