@@ -84,7 +84,7 @@ covered_by() {
   file=$1 depends=$2
   for needed in $(readelf -d "$file" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p'); do
     case $needed in
-      libc.so.6 | libm.so.6) pkg=libc6 ;;
+      libc.so.6 | libm.so.6 | ld-linux*.so.*) pkg=libc6 ;;
       libgcc_s.so.1) pkg=libgcc-s1 ;;
       libstdc++.so.6) pkg=libstdc++6 ;;
       libbase.so.$major) pkg=libbase$major ;;
