@@ -84,13 +84,13 @@ std::string pull(PTCP_TH th, const std::string &msg, uint32_t how)
     return msg;
 }
 
-void echo(PTCP_TH th, const std::string &msg)
+int echo(PTCP_TH th, const std::string &msg)
 {
     std::vector<char> bytes(msg.begin(), msg.end());
-    FUZZ_CHECK(Tcp_Fc_Socket_Send(th, bytes.data(), static_cast<int>(bytes.size())) == static_cast<int>(msg.size()));
+    return Tcp_Fc_Socket_Send(th, bytes.data(), static_cast<int>(bytes.size()));
 }
 
-const Cutter kSip = {kBufferSize, Tcp_Cut_Sip_Recv_Cut, cut, pull, echo};
+const Cutter kSip = {kBufferSize, Tcp_Cut_Sip_Recv_Cut, cut, pull, echo, Tcp_Cut_Sip_Set_Printf_Flg};
 
 } // namespace
 

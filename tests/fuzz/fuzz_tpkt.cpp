@@ -52,15 +52,14 @@ std::string pull(PTCP_TH th, const std::string &frame, uint32_t how)
     return frame;
 }
 
-void echo(PTCP_TH th, const std::string &frame)
+int echo(PTCP_TH th, const std::string &frame)
 {
     std::vector<char> body(frame.begin() + 4, frame.end());
-    int n = Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(th, static_cast<unsigned char>(frame[1]), body.data(),
-                                                static_cast<int>(body.size()));
-    FUZZ_CHECK(n == static_cast<int>(frame.size()));
+    return Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(th, static_cast<unsigned char>(frame[1]), body.data(),
+                                              static_cast<int>(body.size()));
 }
 
-const Cutter kTpkt = {kBufferSize, Tcp_Cut_Tpkt_Recv_Cut, cut, pull, echo};
+const Cutter kTpkt = {kBufferSize, Tcp_Cut_Tpkt_Recv_Cut, cut, pull, echo, Tcp_Cut_Tpkt_Set_Printf_Flg};
 
 } // namespace
 

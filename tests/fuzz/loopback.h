@@ -35,8 +35,11 @@ struct Cutter {
     // Pulls the oldest message, which must be msg, in the way chosen by
     // how; returns the bytes to echo, empty when the message was dropped.
     std::string (*pull)(PTCP_TH th, const std::string &msg, uint32_t how);
-    // Sends the echo of one message from the record.
-    void (*echo)(PTCP_TH th, const std::string &msg);
+    // Sends the echo of one message from the record; the result of the
+    // sending call: the message's size when sent or queued, the bytes sent
+    // when the send list refused the rest, -1 when it refused it all.
+    int (*echo)(PTCP_TH th, const std::string &msg);
+    void (*set_print)(int flg);  // the cutter's print switch
 };
 
 namespace loopback {
@@ -97,8 +100,9 @@ inline void reset_close(int fd)
 }
 
 // One connection's run. The options word picks the kernel buffer sizes (bit
-// 0), the largest chunk (bits 1 to 3) and the seed of the choices made along
-// the way (all of it).
+// 0), the largest chunk (bits 1 to 3), the print switch (bit 4), a send list
+// bound (bit 5, the bound in bits 20 to 31) and the seed of the choices made
+// along the way (all of it).
 class Run {
 public:
     Run(const Cutter &cutter, uint32_t options) : c_(cutter), rng_(options | 1)
@@ -113,15 +117,19 @@ public:
         int on = 1;
         setsockopt(client_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         setsockopt(rec_->sockfd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        // Small kernel buffers on the way back make the echo queue up.
+        // Small kernel buffers on the way back make the echo queue up; a
+        // small send list bound makes the queue refuse some of it.
         if (options & 1) {
             int small = 4096;
             Tcp_Fc_Set_Sock_Opt(th_, 0, small);
             setsockopt(client_, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
         }
+        if (options & 0x20)
+            Tcp_Fc_Set_Send_Recv_Buf_Size(th_, static_cast<int>(options >> 20), rec_->max_recv_len);
         // Chunks of at most 1, 16, 512, 4096 or 30000 bytes.
         static const size_t kCaps[] = {1, 16, 512, 4096, 30000};
         cap_ = kCaps[((options >> 1) & 7) % 5];
+        c_.set_print((options >> 4) & 1);  // the received data dumped, to nowhere
     }
     ~Run()
     {
@@ -194,12 +202,22 @@ private:
         FUZZ_CHECK(tail_.empty() || memcmp(rec_->recv_old_buf, tail_.data(), tail_.size()) == 0);
         for (const std::string &msg : msgs) {
             std::string back = c_.pull(th_, msg, next());
-            if (!back.empty()) {
-                c_.echo(th_, back);
-                echo_ += back;
-            }
+            if (!back.empty())
+                echo(back);
         }
         FUZZ_CHECK(Fifo_GetCount(rec_->recv_msg_list) == 0 && rec_->recv_len == 0);
+    }
+
+    // What was sent or queued of msg joins the expected echo. The send list
+    // may refuse only what would take it over its bound.
+    void echo(const std::string &msg)
+    {
+        int len = static_cast<int>(msg.size());
+        int queued = rec_->send_len;
+        int n = c_.echo(th_, msg);
+        FUZZ_CHECK(n >= -1 && n <= len);
+        FUZZ_CHECK(n == len || queued + len - std::max(n, 0) > rec_->max_send_len);
+        echo_ += msg.substr(0, static_cast<size_t>(std::max(n, 0)));
     }
 
     void read_echo()

@@ -83,10 +83,14 @@ def tpkt(body, reserved=0):
     return bytes([3, reserved]) + struct.pack(">H", len(body) + 4) + body
 
 
-def options(small_buffers, cap, seed):
-    """The four option bytes of the loopback harnesses: kernel buffers,
-    largest chunk (0: 1 byte, 1: 16, 2: 512, 3: 4096, 4: 30000), seed."""
-    return struct.pack("<I", (seed << 8) | (cap << 1) | int(small_buffers))
+def options(small_buffers, cap, seed, dump=False, bound=None):
+    """The four option bytes of the loopback harnesses: small kernel buffers,
+    largest chunk (0: 1 byte, 1: 16, 2: 512, 3: 4096, 4: 30000), seed (below
+    4096), the print switch and a bound of the send list (below 4096)."""
+    word = (seed << 8) | (cap << 1) | int(small_buffers) | (int(dump) << 4)
+    if bound is not None:
+        word |= 0x20 | (bound << 20)
+    return struct.pack("<I", word)
 
 
 def element_body(*elements):
@@ -111,6 +115,8 @@ def tpkt_seeds():
         options(0, 4, 12) + frames[2][:700],
         options(0, 1, 13) + b"\x03\x03\x03\x00\x10" + bytes(32),
         options(1, 4, 14) + b"".join(tpkt(b"m%d" % i * 3, i) for i in range(40)),
+        options(0, 2, 15, dump=True) + b"\x03\x00\x00\x01" + b"".join(frames[:3]),
+        options(1, 4, 16, bound=1500) + b"".join(frames[:4]),
     ]
 
 
@@ -139,6 +145,8 @@ def sip_seeds():
         options(0, 3, 13) + b"Command sip:x\r\nContent-Length: abc\r\n\r\n" + req,
         options(1, 4, 14) + b"".join(sip(xml_doc(id_=i, items=CALL[:1]), seq=i) for i in range(20)),
         options(0, 4, 15) + b"Content-Length: 5\r\n\r\n12345" + req,
+        options(0, 3, 16, dump=True) + req + ans,
+        options(1, 4, 17, bound=700) + req + ans + req,
     ]
 
 
