@@ -204,24 +204,61 @@ void check_views(pXmldoc doc)
     Xml_Printf_Msg(doc);
 }
 
-// Lookups agree with a walk of the children, and a copy equals the tree.
+// The last match's source, through a buffer of exactly its size.
+template <typename Lookup>
+void check_source_copy(pXmldoc last, Lookup lookup)
+{
+    std::vector<char> source(strlen(last->source) + 1, 'x');
+    FUZZ_CHECK(lookup(source.data(), static_cast<int>(source.size())));
+    FUZZ_CHECK(strcmp(source.data(), last->source) == 0);
+}
+
+// Lookups agree with a walk of the children; a copy equals the tree, and
+// takes a change and a removal of its first item.
 void check_lookups(pXmldoc doc)
 {
     for (pXmldoc c : children(doc)) {
         int leaves = 0, elements = 0;
+        pXmldoc last = nullptr;
         for (pXmldoc d : children(doc)) {
-            leaves += d->xtype == 0 && strcmp(d->name, c->name) == 0;
-            elements += d->xtype == 2 && strcmp(d->name, c->name) == 0;
+            bool named = strcmp(d->name, c->name) == 0;
+            leaves += named && d->xtype == 0;
+            elements += named && d->xtype == 2;
+            last = named && d->xtype == c->xtype ? d : last;
         }
         FUZZ_CHECK(Xml_Get_Count(doc, c->name) == leaves);
         FUZZ_CHECK(Xml_Get_Child_Count_No_Source(doc, c->name) == elements);
         pXmldoc first = Xml_Get_Child(doc, c->name, c->source);
         FUZZ_CHECK(first != nullptr && strcmp(first->name, c->name) == 0);
-        char *content = Xml_Get_Str_By_Index(doc, c->name, leaves - 1);
-        FUZZ_CHECK((content != nullptr) == (leaves > 0));
+        if (c->xtype == 0)
+            check_source_copy(last, [&](char *source, int len) {
+                return Xml_Get_Str_Source_By_Index(doc, c->name, leaves - 1, source, len) == last->content;
+            });
+        else
+            check_source_copy(last, [&](char *source, int len) {
+                return Xml_Get_Child_Source_By_Index(doc, c->name, elements - 1, source, len) == last;
+            });
     }
+    std::vector<char> name(strlen(doc->name) + 1), type(strlen(doc->type) + 1);
+    int id = 0;
+    FUZZ_CHECK(Xml_Get_Head_Len(doc, name.data(), static_cast<int>(name.size()), &id, type.data(),
+                                static_cast<int>(type.size())) == 1);
+    FUZZ_CHECK(strcmp(name.data(), doc->name) == 0 && strcmp(type.data(), doc->type) == 0 && id == doc->requst_id);
+
     pXmldoc copy = Xml_Copy(doc);
     FUZZ_CHECK(copy != nullptr && same_tree(copy, doc));
+    auto kids = children(copy);
+    auto item = std::find_if(kids.begin(), kids.end(), [](pXmldoc k) { return k->xtype == 0; });
+    if (item != kids.end()) {
+        char *item_name = (*item)->name;
+        int items = Xml_Get_Count(copy, item_name);
+        char changed[] = "changed";
+        FUZZ_CHECK(Xml_Set_Str(copy, item_name, nullptr, changed) == 0);
+        FUZZ_CHECK(strcmp(Xml_Get_Str(copy, item_name, nullptr), changed) == 0);
+        std::string kept = item_name;  // the item goes with its name
+        FUZZ_CHECK(Xml_Del_Str(copy, item_name, nullptr) == 0);
+        FUZZ_CHECK(Xml_Get_Count(copy, &kept[0]) == items - 1);
+    }
     Xml_Free(copy);
 }
 
