@@ -171,7 +171,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     keys.push_back(std::string(300, 'k'));
 
     std::string value = keys.size() > 2 ? keys[0] : "8080";
-    check_replace(text, keys[0], value, static_cast<int>(value.size() + size % 5) - 2);
+    std::string replaced_key = size % 3 == 0 ? "missing " + keys[0] : keys[0];
+    check_replace(text, replaced_key, value, static_cast<int>(value.size() + size % 5) - 2);
+
+    LPINIVALUE started = SetValueByKey_Start(value.c_str(), keys[0].c_str());
+    std::string got;
+    FUZZ_CHECK(started != nullptr);
+    FUZZ_CHECK(strlen(keys[0].c_str()) > 255 ||
+               (lookup(started, keys[0], &got) && got == std::string(value.c_str()).substr(0, 255)));
+    ReleaseIni(started);
 
     std::string path = file("load.ini");
     write_file(path, text);
