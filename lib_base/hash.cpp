@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "internal/hash_rule.h"
+
 static_assert(offsetof(zor_btreet_t, binary_tree) == 0, "bucket layout");
 static_assert(offsetof(zor_btreet_t, count) == sizeof(void *), "bucket layout");
 static_assert(sizeof(zor_btreet_t) == 2 * sizeof(void *), "bucket layout");
@@ -14,41 +16,11 @@ static_assert(sizeof(zor_hash_t) == 2 * sizeof(void *), "table layout");
 
 namespace {
 
-// The masks a table may be made with; 9 is kept although it is not one
-// less than a power of two.
-constexpr unsigned int kMasks[] = {9, 15, 31, 63, 127, 255, 511, 1023, 2047, 4095, 8191, 16383};
-constexpr unsigned int kDefaultMask = 15;
+namespace hash_rule = libbase::hash_rule;
 
 // A fixed text (applications match it): it labels the bucket index
 // "Zor_Hash_Get".
 constexpr char kPrintHeader[] = "************  Zor_Hash_Get_Print   Zor_Hash_Get = %d, btree=%p\n";
-
-unsigned int mask_of(int Hash_Table)
-{
-    for (unsigned int mask : kMasks) {
-        if (static_cast<unsigned int>(Hash_Table) == mask)
-            return mask;
-    }
-    return kDefaultMask;
-}
-
-// Times-33 over klen bytes, or up to the NUL when klen is -1. Any other
-// negative length, or a NULL key, hashes nothing.
-unsigned int Zor_Hash_Func(const void *key, int klen)
-{
-    auto p = static_cast<const unsigned char *>(key);
-    unsigned int hash = 0;
-    if (p == nullptr)
-        return hash;
-    if (klen == -1) {
-        for (; *p != 0; p++)
-            hash = hash * 33 + *p;
-    } else {
-        for (; klen > 0; klen--, p++)
-            hash = hash * 33 + *p;
-    }
-    return hash;
-}
 
 zor_hash_t *table_of(ZOR_HASH *phash)
 {
@@ -57,7 +29,7 @@ zor_hash_t *table_of(ZOR_HASH *phash)
 
 zor_btreet_t *bucket_for_key(zor_hash_t *table, const void *key, int klen)
 {
-    return &table->b_tree[Zor_Hash_Func(key, klen) & table->max];
+    return &table->b_tree[hash_rule::bucket_index(table->max, key, klen)];
 }
 
 // The bucket at index, or NULL when the index lies outside the table.
@@ -77,7 +49,7 @@ ZOR_HASH Zor_Hash_Make(int Hash_Table, Compare_Func cpm_func, Free_Node_Func fre
     auto table = static_cast<zor_hash_t *>(malloc(sizeof(zor_hash_t)));
     if (table == nullptr)
         return nullptr;
-    table->max = mask_of(Hash_Table);
+    table->max = hash_rule::mask_for(Hash_Table);
     table->b_tree = static_cast<zor_btreet_t *>(malloc((table->max + 1) * sizeof(zor_btreet_t)));
     if (table->b_tree == nullptr) {
         free(table);
@@ -136,7 +108,7 @@ void *Zor_Hash_Get_Print(ZOR_HASH *phash, const void *key, int klen, ACTION_FUN 
     zor_hash_t *table = table_of(phash);
     if (table == nullptr)
         return nullptr;
-    unsigned int index = Zor_Hash_Func(key, klen) & table->max;
+    unsigned int index = hash_rule::bucket_index(table->max, key, klen);
     B_TREE_TH tree = table->b_tree[index].binary_tree;
     printf(kPrintHeader, static_cast<int>(index), tree);
     B_Tree_Walk(tree, pFun);
@@ -168,7 +140,7 @@ int Zor_Hash_Node_Count_By_Traverse_Binary_Tree(ZOR_HASH *phash, int hashtable)
 
 int Zor_Hash_Algorithm(int Hash_Table, const void *key, int klen)
 {
-    return static_cast<int>(Zor_Hash_Func(key, klen) & mask_of(Hash_Table));
+    return static_cast<int>(hash_rule::bucket_index(hash_rule::mask_for(Hash_Table), key, klen));
 }
 
 } // extern "C"

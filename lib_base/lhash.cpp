@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "internal/fifo_cells.h"
+#include "internal/hash_rule.h"
 #include "internal/lhash_buckets.h"
 
 static_assert(sizeof(zor_fifo_t) == sizeof(void *), "bucket layout");
@@ -18,36 +19,7 @@ namespace {
 
 namespace fifo_cells = libbase::fifo_cells;
 namespace lhash_buckets = libbase::lhash_buckets;
-
-constexpr int kMasks[] = {9, 15, 31, 63, 127, 255, 511, 1023, 2047, 4095, 8191, 16383};
-constexpr int kDefaultMask = 15;
-
-int mask_for(int hash_table)
-{
-    for (int mask : kMasks) {
-        if (mask == hash_table)
-            return mask;
-    }
-    return kDefaultMask;
-}
-
-// The times-33 string hash, from 0, in 32-bit arithmetic. klen -1 hashes
-// up to the NUL; any other negative length hashes nothing.
-uint32_t times33(const void *key, int klen)
-{
-    uint32_t hash = 0;
-    auto byte = static_cast<const unsigned char *>(key);
-    if (byte == nullptr)
-        return 0;
-    if (klen == -1) {
-        for (; *byte != 0; byte++)
-            hash = hash * 33 + *byte;
-        return hash;
-    }
-    for (; klen > 0; klen--)
-        hash = hash * 33 + *byte++;
-    return hash;
-}
+namespace hash_rule = libbase::hash_rule;
 
 zor_hash_fifo_t *table_of(ZOR_HASH_FIFO *phash)
 {
@@ -70,17 +42,17 @@ ZOR_HASH_FIFO Zor_Hash_Fifo_Make(int Hash_Table, COMPAR_LHASH_FUN pcallfunc, EXE
     auto table = static_cast<zor_hash_fifo_t *>(malloc(sizeof(zor_hash_fifo_t)));
     if (table == nullptr)
         return nullptr;
-    int mask = mask_for(Hash_Table);
-    table->max = static_cast<unsigned int>(mask);
+    uint32_t mask = hash_rule::mask_for(Hash_Table);
+    table->max = mask;
     table->pcallfunc = pcallfunc;
     table->procfunc = procfunc;
     table->delfunc = del_func;
-    table->List = static_cast<zor_fifo_t *>(malloc(sizeof(zor_fifo_t) * static_cast<size_t>(mask + 1)));
+    table->List = static_cast<zor_fifo_t *>(malloc(sizeof(zor_fifo_t) * (static_cast<size_t>(mask) + 1)));
     if (table->List == nullptr) {
         free(table);
         return nullptr;
     }
-    for (int i = 0; i <= mask; i++)
+    for (uint32_t i = 0; i <= mask; i++)
         table->List[i].Lfifo = Fifo_Allocate(1);
     return table;
 }
@@ -161,7 +133,7 @@ void Zor_Hash_Fifo_Traverse_Nodes(ZOR_HASH_FIFO *phash, char *key, int klen, con
 
 int Zor_Hash_Fifo_Algorithm(int Hash_Table, const void *key, int klen)
 {
-    return static_cast<int>(times33(key, klen) & static_cast<uint32_t>(mask_for(Hash_Table)));
+    return static_cast<int>(hash_rule::bucket_index(hash_rule::mask_for(Hash_Table), key, klen));
 }
 
 } // extern "C"
@@ -175,7 +147,7 @@ unsigned count(ZOR_HASH_FIFO table)
 
 unsigned index_of(ZOR_HASH_FIFO table, const void *key, int klen)
 {
-    return table == nullptr ? 0 : times33(key, klen) & static_cast<zor_hash_fifo_t *>(table)->max;
+    return table == nullptr ? 0 : hash_rule::bucket_index(static_cast<zor_hash_fifo_t *>(table)->max, key, klen);
 }
 
 FIFOH at(ZOR_HASH_FIFO table, unsigned index)
