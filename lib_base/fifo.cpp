@@ -69,10 +69,13 @@ pFIFO_M cell_at(pFIFO list, int index)
     return cell;
 }
 
+// A fixed text, kept on purpose: Fifo_FreeEx prints it too, naming Fifo_Free.
+constexpr char kFreeNullInput[] = "Fifo_Free Input NULL\n";
+
 int drain(FIFOH mfifo, bool free_payloads)
 {
     if (mfifo == nullptr) {
-        printf("Fifo_Free Input NULL\n");
+        printf(kFreeNullInput);
         return -1;
     }
     void *pdata;

@@ -37,6 +37,11 @@ namespace lhash_buckets = libbase::lhash_buckets;
 constexpr const char *kSourceFile = "zor_timer.cpp";
 constexpr long long kMicro = 1000000;
 
+// A fixed text, kept on purpose: both key comparisons print it, naming a function this file lacks.
+constexpr char kCompareNullKey[] = "Hash_Compare_Func : the parameter is null . key1 = %s key2 = %s\n";
+// A fixed text, kept on purpose: it names the expression that failed, blank before the newline too.
+constexpr char kIdListNotMade[] = "pTimer->pList[id].pfifo == NULL \n";
+
 // The record behind a handle: what applications see, then where firing
 // stands and, per hash bucket, the number of stopped cells.
 //
@@ -111,7 +116,7 @@ int compare_expiry(const void *key1, const void *key2, int line, const char *fun
     auto b = static_cast<const TIMER_ELEMENT *>(key2);
     if (a == nullptr || b == nullptr || a->timer_str[0] == '\0' || b->timer_str[0] == '\0') {
         error_line(line, func);
-        printf("Hash_Compare_Func : the parameter is null . key1 = %s key2 = %s\n", text_of(a), text_of(b));
+        printf(kCompareNullKey, text_of(a), text_of(b));
         return -1;
     }
     return strcmp(a->timer_str, b->timer_str);
@@ -384,7 +389,7 @@ void Zor_New_Timer_Start(NEW_PRTH rth, Zor_New_Timeout pfunc, int id, int event,
         // The first start on a missing list only prepares it.
         service->pList[id].pfifo = Fifo_Allocate(1);
         if (service->pList[id].pfifo == nullptr)
-            printf("pTimer->pList[id].pfifo == NULL \n");
+            printf(kIdListNotMade);
         return;
     }
     if (Zor_New_Judge_Element_Wether_Exist(list, id, event, module) == 1) {
