@@ -1,6 +1,8 @@
 #include "log.h"
 
 #include <arpa/inet.h>
+#include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utime.h>
 
@@ -65,6 +67,24 @@ void InitBoth(const std::string &trace, const std::string &path, int max_mib = 1
     Configure(path, max_mib);
 }
 
+// Whether reading dir hands out an inode number or a position that does not
+// fit in 32 bits, as ext4 does for a 64-bit kernel, also under qemu-arm. A
+// 32-bit program built without large-file support reads no entry of such a
+// directory: its readdir fails with EOVERFLOW.
+bool HasWideEntries(const std::string &dir)
+{
+    int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+    alignas(dirent64) char buf[8192];
+    bool wide = false;
+    for (ssize_t n; (n = getdents64(fd, buf, sizeof buf)) > 0;)
+        for (ssize_t at = 0; at < n; at += reinterpret_cast<dirent64 *>(buf + at)->d_reclen) {
+            const dirent64 *entry = reinterpret_cast<dirent64 *>(buf + at);
+            wide = wide || entry->d_ino > UINT32_MAX || entry->d_off != static_cast<int32_t>(entry->d_off);
+        }
+    close(fd);
+    return wide;
+}
+
 std::vector<std::string> Backups(const std::string &dir)
 {
     static const std::regex backup("app_\\d{4}-\\d\\d-\\d\\d_\\d\\d-\\d\\d-\\d\\d_bak\\.log");
@@ -127,7 +147,9 @@ TEST_F(Log, WithoutConfigurationTheModuleTraceFileIsTheLogFile)
         utimbuf times{static_cast<time_t>(1000000 - i), 0};
         utime((logdir + order[i]).c_str(), &times);
     }
-    Printed([&] { MT_Log_Init(4, 8, app.c_str(), nullptr); });
+    if (!HasWideEntries(logdir))
+        std::cout << "note: " << logdir << " has no entry beyond 32 bits; large-file support goes unneeded\n";
+    Printed([&] { MT_Log_Init(4, 8, app.c_str(), nullptr); });  // scans the backups
     EXPECT_EQ(VelquistLog_GetOldestFileIndex(), 6);
     EXPECT_EQ(Backups(logdir).size(), 6u);  // five kept: the record at index 7 - 5 is deleted
     EXPECT_FALSE(fs::exists(logdir + order[2]));

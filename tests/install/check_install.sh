@@ -2,8 +2,11 @@
 # Installs the built library into a temporary prefix, then builds and runs a C99
 # application against it twice: through pkg-config and through find_package.
 # usage: check_install.sh BUILD_DIR THIS_DIR
+# For a cross build: CC is the cross compiler, LIBBASE_TOOLCHAIN the CMake
+# toolchain file and LIBBASE_TARGET_RUN the emulator the applications run under.
 set -eu
 build=$1 here=$2
+run=${LIBBASE_TARGET_RUN:-}
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 cmake --install "$build" --prefix "$tmp/prefix" > "$tmp/install.log"
@@ -16,10 +19,15 @@ diff -u "$tmp/headers.expected" "$tmp/headers.installed"
 
 PKG_CONFIG_PATH=$libdir/pkgconfig
 export PKG_CONFIG_PATH
-cc -std=c99 -pedantic -Wall -Wextra -Werror -o "$tmp/app_pc" "$here/app.c" \
+"${CC:-cc}" -std=c99 -pedantic -Wall -Wextra -Werror -o "$tmp/app_pc" "$here/app.c" \
   $(pkg-config --cflags --libs libbase) -Wl,-rpath,"$libdir"
-"$tmp/app_pc"
+$run "$tmp/app_pc"
 
-cmake -S "$here/cmake_app" -B "$tmp/cmake_app" -DCMAKE_PREFIX_PATH="$tmp/prefix" > "$tmp/configure.log"
+set -- -DCMAKE_PREFIX_PATH="$tmp/prefix"
+if [ -n "${LIBBASE_TOOLCHAIN:-}" ]; then
+  # The toolchain confines package searches to its roots: add the prefix as one.
+  set -- "$@" -DCMAKE_TOOLCHAIN_FILE="$LIBBASE_TOOLCHAIN" -DCMAKE_FIND_ROOT_PATH="$tmp/prefix"
+fi
+cmake -S "$here/cmake_app" -B "$tmp/cmake_app" "$@" > "$tmp/configure.log"
 cmake --build "$tmp/cmake_app" > "$tmp/build.log"
-"$tmp/cmake_app/app"
+$run "$tmp/cmake_app/app"
