@@ -32,6 +32,9 @@ static_assert(offsetof(LOG_FILE_INFO_ST, m_iLogFileSize) == 260, "file record la
 static_assert(offsetof(LOG_FILE_INFO_ST, m_iLogFileCreateTime) == 264, "file record layout");
 static_assert(sizeof(LOG_FILE_INFO_ST) == 272, "file record layout");
 static_assert(sizeof(struct sockaddr_in) == 16, "listener address");
+// Without large-file support readdir and stat fail with EOVERFLOW where the
+// filesystem hands out 64-bit inode numbers or directory positions.
+static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "built with _FILE_OFFSET_BITS=64");
 
 namespace {
 

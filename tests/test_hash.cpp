@@ -43,6 +43,7 @@ TEST(Hash, MaskRuleTimes33AndTablesThatCannotWork)
 
 TEST(Hash, KeyChoosesBucketValueFindsElementCountersMoveOnFailures)
 {
+    frees = 0;
     ZOR_HASH *table = Make(15);
     char *a = strdup("same"), *b = strdup("same"), *c = strdup("other"), ab[] = "ab";
     EXPECT_EQ(Zor_Hash_Set(table, ab, 2, a), 0);

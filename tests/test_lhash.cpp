@@ -43,6 +43,7 @@ TEST(Lhash, MaskRuleAndTimes33Hash)
 
 TEST(Lhash, FirstMatchWinsTraverseTakesEveryMatchFreeLeavesElements)
 {
+    processed.clear();
     table = Make(15);
     for (char *element : {first, other, second})
         EXPECT_EQ(Zor_Hash_Fifo_Set(table, key, 2, element), 1);

@@ -1,6 +1,8 @@
 #include "log.h"
 
 #include <arpa/inet.h>
+#include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 #include <utime.h>
 
@@ -65,6 +67,24 @@ void InitBoth(const std::string &trace, const std::string &path, int max_mib = 1
     Configure(path, max_mib);
 }
 
+// Whether reading dir hands out an inode number or a position that does not
+// fit in 32 bits, as ext4 does for a 64-bit kernel, also under qemu-arm. A
+// 32-bit program built without large-file support reads no entry of such a
+// directory: its readdir fails with EOVERFLOW.
+bool HasWideEntries(const std::string &dir)
+{
+    int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+    alignas(dirent64) char buf[8192];
+    bool wide = false;
+    for (ssize_t n; (n = getdents64(fd, buf, sizeof buf)) > 0;)
+        for (ssize_t at = 0; at < n; at += reinterpret_cast<dirent64 *>(buf + at)->d_reclen) {
+            const dirent64 *entry = reinterpret_cast<dirent64 *>(buf + at);
+            wide = wide || entry->d_ino > UINT32_MAX || entry->d_off != static_cast<int32_t>(entry->d_off);
+        }
+    close(fd);
+    return wide;
+}
+
 std::vector<std::string> Backups(const std::string &dir)
 {
     static const std::regex backup("app_\\d{4}-\\d\\d-\\d\\d_\\d\\d-\\d\\d-\\d\\d_bak\\.log");
@@ -95,10 +115,19 @@ struct Listener {
     }
 };
 
-// Runs in a fresh directory, where a command injected through a path would leave "pwned".
+// Runs in a fresh directory, where a command injected through a path would leave "pwned",
+// with the settings a process starts with: no configuration, default levels, no network log.
 class Log : public ::testing::Test {
 protected:
-    Log() { fs::current_path(dir.path()); }
+    Log()
+    {
+        fs::current_path(dir.path());
+        CONFIG_INFO_ST none{};
+        VelquistLog_ConfigParameter(&none);  // refused for its empty path, which leaves none
+        MT_Log_SetLevel(1);
+        LogSetPrintfLvl(7);
+        Net_Udp_Close();
+    }
     ~Log() override { fs::current_path(saved); }
     TempDir dir;
     std::string path = dir.file("app.log");
@@ -107,11 +136,9 @@ protected:
 
 } // namespace
 
-// Must run first in its process: no configuration has been given yet.
-TEST(LogInit, ModuleTraceFileBecomesTheConfiguredFile)
+TEST_F(Log, WithoutConfigurationTheModuleTraceFileIsTheLogFile)
 {
-    TempDir dir;
-    std::string logdir = dir.file("it's; a dir") + "/", path = logdir + "app.log";
+    std::string logdir = dir.file("it's; a dir") + "/", app = logdir + "app.log";
     fs::create_directory(logdir);
     for (int i = 1; i <= 7; i++)
         WriteFile(logdir + "app_2024-01-0" + std::to_string(i) + "_03-04-05_bak.log", "x");
@@ -120,15 +147,16 @@ TEST(LogInit, ModuleTraceFileBecomesTheConfiguredFile)
         utimbuf times{static_cast<time_t>(1000000 - i), 0};
         utime((logdir + order[i]).c_str(), &times);
     }
-    MT_Log_SetLevel(1);
-    Printed([&] { MT_Log_Init(4, 8, path.c_str(), nullptr); });
+    if (!HasWideEntries(logdir))
+        std::cout << "note: " << logdir << " has no entry beyond 32 bits; large-file support goes unneeded\n";
+    Printed([&] { MT_Log_Init(4, 8, app.c_str(), nullptr); });  // scans the backups
     EXPECT_EQ(VelquistLog_GetOldestFileIndex(), 6);
     EXPECT_EQ(Backups(logdir).size(), 6u);  // five kept: the record at index 7 - 5 is deleted
     EXPECT_FALSE(fs::exists(logdir + order[2]));
     Join({Mod(1, 0, 2, "module"), Src(2, 3, 7, "above the default level"), Src(1, 3, 9, "source")});
-    EXPECT_EQ(Untimed(ReadFile(path)), "<level:0><mod:1><chnno:2><time:T> module\r\n" + kRed +
-                                           "[lv:1][chn:   3][WARNING]:" + kReset + " source  <T><main.c:9>\r\n\n");
-    SetSize(path, kMiB);  // the default limit
+    EXPECT_EQ(Untimed(ReadFile(app)), "<level:0><mod:1><chnno:2><time:T> module\r\n" + kRed +
+                                          "[lv:1][chn:   3][WARNING]:" + kReset + " source  <T><main.c:9>\r\n\n");
+    SetSize(app, kMiB);  // the default limit
     Src(0, 3, 9, "fresh");
     EXPECT_EQ(Backups(logdir).size(), 6u);  // one more, one deleted
 }

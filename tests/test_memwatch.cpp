@@ -19,6 +19,12 @@ using N = std::vector<unsigned long long>;
 
 namespace {
 
+V Sorted(V lines)
+{
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
 // The lines of a log without their pid prefix, statistics lines left out,
 // every address written as P; sorted, as blocks are listed in no set order.
 V Findings(const std::string &text)
@@ -31,8 +37,7 @@ V Findings(const std::string &text)
             out.push_back("unprefixed: " + line);
         else if (m.str(1).rfind("statistics: ", 0) != 0)
             out.push_back(std::regex_replace(m.str(1), std::regex("0x[0-9a-f]+"), "P"));
-    std::sort(out.begin(), out.end());
-    return out;
+    return Sorted(out);
 }
 
 // Every test logs into its own temporary file and leaves no block behind.
@@ -83,8 +88,9 @@ TEST_F(Memwatch, AllocatesLikeTheCLibraryAndCounts)
         mwFree(p, "a.c", 8);
     EXPECT_EQ(Since(), (N{4, 4, 0, 0}));
     const std::string oom = "out of memory: ";
-    EXPECT_EQ(Logged(), (V{oom + std::to_string(SIZE_MAX - 8) + " bytes at a.c:90", oom + std::to_string(SIZE_MAX) +
-                           " bytes at a.c:93", oom + std::to_string(SIZE_MAX / 2) + " x 3 bytes at a.c:91"}));
+    EXPECT_EQ(Logged(), Sorted({oom + std::to_string(SIZE_MAX - 8) + " bytes at a.c:90",
+                                oom + std::to_string(SIZE_MAX / 2) + " x 3 bytes at a.c:91",
+                                oom + std::to_string(SIZE_MAX) + " bytes at a.c:93"}));
 }
 
 TEST_F(Memwatch, FaultsAndBlocksStillAllocatedAreReported)

@@ -16,7 +16,8 @@ struct Got {
 TEST(Message, ArgumentLimits)
 {
     std::vector<char> body(MESSAGE_BUF_SIZE, 'b');
-    EXPECT_EQ(Message_Post(0, 0, 1, body.data(), 1), -1);  // before Message_Init
+    Message_Init(0);  // no mailbox, as before the first Message_Init
+    EXPECT_EQ(Message_Post(0, 0, 1, body.data(), 1), -1);
     Message_Init(3);
     EXPECT_EQ(Message_Post(0, 0, 1, body.data(), MESSAGE_BUF_SIZE), -1);
     EXPECT_EQ(Message_Post(3, 0, 1, body.data(), 1), -1);

@@ -40,8 +40,18 @@ std::string Lines(const std::string &path)
 
 } // namespace
 
-// Must run before any initialisation of this process.
-TEST(Tlog, PrintBeforeInitAndBadPaths)
+// Every test starts with no log file open, as a process does.
+class Tlog : public ::testing::Test {
+protected:
+    Tlog()
+    {
+        if (logfile != nullptr)
+            fclose(logfile);
+        logfile = nullptr;
+    }
+};
+
+TEST_F(Tlog, PrintBeforeInitAndBadPaths)
 {
     EXPECT_EQ(Print(0, {"x"}), kNoFile);
     const std::string bad_name = "\xCE\xC4\xBC\xFE\xC3\xFB\xB3\xF6\xB4\xED\n-1";
@@ -51,7 +61,7 @@ TEST(Tlog, PrintBeforeInitAndBadPaths)
     EXPECT_EQ(Init(dir.file("no/such.log").c_str()), "\xB4\xF2\xBF\xAA\xCE\xC4\xBC\xFE\xB3\xF6\xB4\xED\n-1");
 }
 
-TEST(Tlog, LinesLevelsEmptyingAndReopening)
+TEST_F(Tlog, LinesLevelsEmptyingAndReopening)
 {
     TempDir dir;
     std::string path = dir.file("t.log"), printed;
