@@ -12,22 +12,49 @@
 #include "internal/lhash_buckets.h"
 #include "mem.h"
 
+// Record layouts applications see. The width of time_t decides where the
+// struct timeval fields and everything after them lie: on 32-bit ARM a build
+// follows the C library's default (a 32-bit time_t, an 8-byte timeval) unless
+// it is made with LIBBASE_TIME64 (_TIME_BITS=64: a 16-byte timeval aligned to
+// 8 bytes). An application built with the other width allocates these records
+// at the wrong size and finds their fields at other offsets.
 constexpr size_t kPtr = sizeof(void *);
-constexpr size_t kTimeval = sizeof(struct timeval);
 static_assert(sizeof(NODE_TIMER) == kPtr, "id list layout");
 static_assert(offsetof(TIMER_LIST, pHash) == kPtr, "service layout");
 static_assert(offsetof(TIMER_LIST, max) == 2 * kPtr, "service layout");
 static_assert(offsetof(TIMER_LIST, hash_table) == 2 * kPtr + 4, "service layout");
-static_assert(offsetof(TIMER_LIST, oldtime) == 2 * kPtr + 8, "service layout");
-static_assert(offsetof(TIMER_LIST, nowtime) == 2 * kPtr + 8 + kTimeval, "service layout");
-static_assert(offsetof(TIMER_LIST, delaytime) == 2 * kPtr + 8 + 2 * kTimeval, "service layout");
-static_assert(offsetof(TIMER_LIST, totaldelaytime) == offsetof(TIMER_LIST, delaytime) + 2 * sizeof(long),
-              "service layout");
 static_assert(offsetof(TIMER_ELEMENT, p_timerlist) == kPtr, "timer layout");
-static_assert(offsetof(TIMER_ELEMENT, time) == 2 * kPtr, "timer layout");
-static_assert(offsetof(TIMER_ELEMENT, timer_str) == 2 * kPtr + kTimeval, "timer layout");
-static_assert(offsetof(TIMER_ELEMENT, jiffer) == 2 * kPtr + kTimeval + 52, "timer layout");
-static_assert(offsetof(TIMER_ELEMENT, hash) == 2 * kPtr + kTimeval + 68, "timer layout");
+
+struct ServiceLayout {
+    size_t oldtime, nowtime, delaytime, totaldelaytime, size;
+};
+struct TimerLayout {
+    size_t time, timer_str, jiffer, hash, size;
+};
+
+#if defined(__x86_64__)
+constexpr ServiceLayout kService{24, 40, 56, 72, 80};
+constexpr TimerLayout kTimer{16, 32, 84, 100, 104};
+#define LIBBASE_LAYOUT_PINNED 1
+#elif defined(__arm__)
+constexpr bool kTime64 = sizeof(time_t) == 8;
+constexpr ServiceLayout kService = kTime64 ? ServiceLayout{16, 32, 48, 56, 64} : ServiceLayout{16, 24, 32, 40, 44};
+constexpr TimerLayout kTimer = kTime64 ? TimerLayout{8, 24, 76, 92, 96} : TimerLayout{8, 16, 68, 84, 88};
+#define LIBBASE_LAYOUT_PINNED 1
+#endif
+
+#ifdef LIBBASE_LAYOUT_PINNED
+static_assert(offsetof(TIMER_LIST, oldtime) == kService.oldtime, "TIMER_LIST layout");
+static_assert(offsetof(TIMER_LIST, nowtime) == kService.nowtime, "TIMER_LIST layout");
+static_assert(offsetof(TIMER_LIST, delaytime) == kService.delaytime, "TIMER_LIST layout");
+static_assert(offsetof(TIMER_LIST, totaldelaytime) == kService.totaldelaytime, "TIMER_LIST layout");
+static_assert(sizeof(TIMER_LIST) == kService.size, "TIMER_LIST layout");
+static_assert(offsetof(TIMER_ELEMENT, time) == kTimer.time, "TIMER_ELEMENT layout");
+static_assert(offsetof(TIMER_ELEMENT, timer_str) == kTimer.timer_str, "TIMER_ELEMENT layout");
+static_assert(offsetof(TIMER_ELEMENT, jiffer) == kTimer.jiffer, "TIMER_ELEMENT layout");
+static_assert(offsetof(TIMER_ELEMENT, hash) == kTimer.hash, "TIMER_ELEMENT layout");
+static_assert(sizeof(TIMER_ELEMENT) == kTimer.size, "TIMER_ELEMENT layout");
+#endif
 
 namespace {
 
