@@ -1,4 +1,5 @@
-// message.cpp - numbered mailboxes, one queue each, under one mutex.
+// message.cpp - numbered mailboxes: posters link messages in without a lock,
+// getters take them out in posting order.
 #include "message.h"
 
 #include <pthread.h>
@@ -6,84 +7,112 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
+#include <new>
 
 namespace {
 
 // A queued message: this header, then len bytes of body in the same block,
-// so a post allocates once, outside the lock, only what the message needs.
-// The header carries the link of its mailbox's queue.
+// so a post allocates once only what the message needs. The header carries
+// the link of its mailbox's queue.
 typedef struct _MSGD {
-    struct _MSGD *next;  // the message behind it in its mailbox
+    struct _MSGD *next;  // see Mailbox
     int msg;             // the sender's message code
     int len;             // body length
     int src_mod;         // the sender's module number
 } MSGD, *PMSGD;
 
-// One mailbox: its messages, oldest first. The head is read without the
-// lock to tell an empty mailbox at once; it changes only under the lock.
-struct Mailbox {
-    std::atomic<PMSGD> head;
-    PMSGD tail;
-};
+void free_chain(PMSGD rec)
+{
+    while (rec != nullptr) {
+        PMSGD next = rec->next;
+        free(rec);
+        rec = next;
+    }
+}
 
-static_assert(std::is_trivially_default_constructible<Mailbox>::value, "a zero-filled mailbox is empty");
+// One mailbox. A post counts itself in posts_begun, then links its message
+// in at the head of posted (newest first) with a compare-and-swap: posters
+// never wait for each other or for a getter, and one that is preempted
+// holds nobody up. Getters take turns under their lock: each takes the
+// oldest message of `oldest` (linked oldest first), refilling it when it
+// runs dry with all of posted at once, reversed. taken counts the messages
+// taken; while it equals posts_begun the mailbox is empty, so polling an
+// empty mailbox reads two counters and takes no lock. The posting side and
+// the getting side keep to cache lines of their own.
+struct Mailbox {
+    alignas(64) std::atomic<PMSGD> posted{nullptr};
+    std::atomic<unsigned long> posts_begun{0};
+
+    alignas(64) pthread_mutex_t taking = PTHREAD_MUTEX_INITIALIZER;
+    std::atomic<unsigned long> taken{0};  // written under taking only
+    PMSGD oldest = nullptr;
+
+    Mailbox() = default;
+    Mailbox(const Mailbox &) = delete;
+    Mailbox &operator=(const Mailbox &) = delete;
+    ~Mailbox()
+    {
+        free_chain(posted.load(std::memory_order_relaxed));
+        free_chain(oldest);
+    }
+};
 
 Mailbox *mh_lists = nullptr;  // mailbox n is mh_lists[n]
 int mh_max = 0;               // number of mailboxes
-pthread_mutex_t ms_mutex = PTHREAD_MUTEX_INITIALIZER;
-
-class MailboxLock {
-public:
-    MailboxLock() { pthread_mutex_lock(&ms_mutex); }
-    ~MailboxLock() { pthread_mutex_unlock(&ms_mutex); }
-    MailboxLock(const MailboxLock &) = delete;
-    MailboxLock &operator=(const MailboxLock &) = delete;
-};
-
-char *body_of(PMSGD rec)
-{
-    return reinterpret_cast<char *>(rec + 1);
-}
 
 bool is_mailbox(int n)
 {
     return n >= 0 && n < mh_max;
 }
 
-// Links rec in as the newest message of box; under the lock.
+// Links rec in as the newest message of box.
 void push(Mailbox &box, PMSGD rec)
 {
-    rec->next = nullptr;
-    if (box.tail != nullptr)
-        box.tail->next = rec;
-    else
-        box.head.store(rec, std::memory_order_release);
-    box.tail = rec;
+    box.posts_begun.fetch_add(1, std::memory_order_relaxed);
+    PMSGD head = box.posted.load(std::memory_order_relaxed);
+    do
+        rec->next = head;
+    while (!box.posted.compare_exchange_weak(head, rec, std::memory_order_release, std::memory_order_relaxed));
 }
 
-// Unlinks the oldest message of box, or NULL; under the lock.
+// True when every message posted so far has been taken. Counting the
+// takings first makes a true answer hold at the moment they were read.
+bool is_empty(const Mailbox &box)
+{
+    unsigned long taken = box.taken.load(std::memory_order_acquire);
+    return box.posts_begun.load(std::memory_order_acquire) == taken;
+}
+
+// The oldest message of box, unlinked, or NULL; under box.taking.
 PMSGD pull(Mailbox &box)
 {
-    PMSGD rec = box.head.load(std::memory_order_relaxed);
-    if (rec == nullptr)
-        return nullptr;
-    box.head.store(rec->next, std::memory_order_relaxed);
-    if (rec->next == nullptr)
-        box.tail = nullptr;
+    if (box.oldest == nullptr) {
+        PMSGD newest = box.posted.exchange(nullptr, std::memory_order_acquire);
+        while (newest != nullptr) {
+            PMSGD next = newest->next;
+            newest->next = box.oldest;
+            box.oldest = newest;
+            newest = next;
+        }
+    }
+    PMSGD rec = box.oldest;
+    if (rec != nullptr) {
+        box.oldest = rec->next;
+        box.taken.store(box.taken.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    }
     return rec;
 }
 
-void drop_mailboxes(Mailbox *boxes, int count)
-{
-    if (boxes == nullptr)
-        return;
-    for (int i = 0; i < count; i++) {
-        for (PMSGD rec; (rec = pull(boxes[i])) != nullptr;)
-            free(rec);
-    }
-    free(boxes);
-}
+class TakingLock {
+public:
+    explicit TakingLock(Mailbox &box) : mutex_(box.taking) { pthread_mutex_lock(&mutex_); }
+    ~TakingLock() { pthread_mutex_unlock(&mutex_); }
+    TakingLock(const TakingLock &) = delete;
+    TakingLock &operator=(const TakingLock &) = delete;
+
+private:
+    pthread_mutex_t &mutex_;
+};
 
 } // namespace
 
@@ -91,13 +120,12 @@ extern "C" {
 
 void Message_Init(int num)
 {
-    drop_mailboxes(mh_lists, mh_max);
+    delete[] mh_lists;
     mh_lists = nullptr;
     mh_max = 0;
     if (num < 1)
         return;
-    // Zero bits are an empty mailbox.
-    mh_lists = static_cast<Mailbox *>(calloc(static_cast<size_t>(num), sizeof(Mailbox)));
+    mh_lists = new (std::nothrow) Mailbox[static_cast<size_t>(num)];
     if (mh_lists != nullptr)
         mh_max = num;
 }
@@ -113,11 +141,8 @@ int Message_Post(int des, int local, int meg, void *pcahe, int len)
     rec->msg = meg;
     rec->len = len;
     rec->src_mod = local;
-    memcpy(body_of(rec), pcahe, static_cast<size_t>(len));
-    {
-        MailboxLock lock;
-        push(mh_lists[des], rec);
-    }
+    memcpy(rec + 1, pcahe, static_cast<size_t>(len));
+    push(mh_lists[des], rec);
     // The queue reported its new length, never 0, so every accepted post
     // reports -5; callers know it as the success result.
     return -5;
@@ -129,18 +154,18 @@ int Message_Get(int local, int *psrc, int *pmeg, void *pcahe, int *plen)
         plen == nullptr)
         return -1;
     Mailbox &box = mh_lists[local];
-    if (box.head.load(std::memory_order_acquire) == nullptr)
-        return 0;  // empty: no need to wait for the lock to learn it
+    if (is_empty(box))
+        return 0;
     PMSGD rec;
     {
-        MailboxLock lock;
+        TakingLock lock(box);
         rec = pull(box);
     }
     if (rec == nullptr)
-        return 0;
+        return 0;  // its post has not linked it in yet
     *psrc = rec->src_mod;
     *pmeg = rec->msg;
-    memcpy(pcahe, body_of(rec), static_cast<size_t>(rec->len));
+    memcpy(pcahe, rec + 1, static_cast<size_t>(rec->len));
     *plen = rec->len;
     free(rec);
     return 1;

@@ -1,10 +1,12 @@
 /* message.h - numbered mailboxes for passing small messages between threads.
  *
  * Module n owns mailbox n. Any thread may post to any mailbox and fetch from
- * its own; each mailbox delivers in posting order. One mutex guards all the
- * mailboxes and is held only while a message is linked in or out; copying
- * and allocation happen outside it. Receivers poll: nothing ever waits.
- * Argument errors give -1 and print nothing. */
+ * its own; each mailbox delivers in posting order. A post never waits for
+ * other threads: its message is linked in without a lock. Threads fetching
+ * from one mailbox take turns under that mailbox's lock, held only while a
+ * message is unlinked; copying and allocation happen outside it, and an
+ * empty mailbox answers without it. Receivers poll: nothing ever waits for
+ * a message. Argument errors give -1 and print nothing. */
 #ifndef LIBBASE_MESSAGE_H
 #define LIBBASE_MESSAGE_H
 

@@ -89,3 +89,31 @@ TEST(Message, ConcurrentPostersOneGetter)
     EXPECT_EQ(next, std::vector<int>({0, kEach, kEach, kEach, kEach}));
     EXPECT_EQ(Got{0}.result, 0);
 }
+
+// Getters sharing a mailbox that never runs dry: each takes a message and
+// posts it back, so the mailbox always holds more than the getters have in
+// hand, and every get must deliver one.
+TEST(Message, GettersSharingAMailboxNeverHearEmpty)
+{
+    constexpr int kGetters = 3, kQueued = 16, kRounds = 200000;
+    Message_Init(1);
+    for (int i = 0; i < kQueued; i++)
+        ASSERT_EQ(Message_Post(0, 0, i, &i, sizeof i), -5);
+    std::vector<int> rounds(kGetters, 0);
+    std::vector<std::thread> getters;
+    for (int g = 0; g < kGetters; g++)
+        getters.emplace_back([&rounds, g] {
+            for (int src, code, len, body; rounds[g] < kRounds; rounds[g]++) {
+                if (Message_Get(0, &src, &code, &body, &len) != 1 || code != body ||
+                    Message_Post(0, 0, code, &body, len) != -5)
+                    break;
+            }
+        });
+    for (auto &t : getters)
+        t.join();
+    EXPECT_EQ(rounds, std::vector<int>(kGetters, kRounds));
+    int left = 0;
+    while (Got{0}.result == 1)
+        left++;
+    EXPECT_EQ(left, kQueued);
+}
