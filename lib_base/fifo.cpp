@@ -35,12 +35,9 @@ pFIFO_M new_cell(void *pdata)
     return cell;
 }
 
-// Appends a new cell holding pdata; NULL when none can be allocated.
-pFIFO_M push_cell(pFIFO list, void *pdata)
+// Links cell in at the tail.
+void link_at_tail(pFIFO list, pFIFO_M cell)
 {
-    pFIFO_M cell = new_cell(pdata);
-    if (cell == nullptr)
-        return nullptr;
     if (list->tail != nullptr) {
         list->tail->pNext = cell;
         list->tail = cell;
@@ -48,6 +45,14 @@ pFIFO_M push_cell(pFIFO list, void *pdata)
         list->head = list->tail = list->pos = cell;
     }
     list->mcount++;
+}
+
+// Appends a new cell holding pdata; NULL when none can be allocated.
+pFIFO_M push_cell(pFIFO list, void *pdata)
+{
+    pFIFO_M cell = new_cell(pdata);
+    if (cell != nullptr)
+        link_at_tail(list, cell);
     return cell;
 }
 
@@ -163,12 +168,9 @@ void *Fifo_Pull(FIFOH mfifo)
         printf("Fifo_Pull Input NULL\n");
         return nullptr;
     }
-    auto list = static_cast<pFIFO>(mfifo);
-    pFIFO_M cell = list->head;
+    pFIFO_M cell = libbase::fifo_cells::unlink_head(mfifo);
     if (cell == nullptr)
         return nullptr;
-    list->head = list->pos = cell->pNext;
-    count_down(list);
     void *pdata = cell->pdata;
     free(cell);
     return pdata;
@@ -316,6 +318,25 @@ namespace libbase::fifo_cells {
 pFIFO_M append(FIFOH list, void *pdata)
 {
     return list == nullptr ? nullptr : push_cell(static_cast<pFIFO>(list), pdata);
+}
+
+int append_cell(FIFOH list, pFIFO_M cell, void *pdata)
+{
+    cell->pdata = pdata;
+    cell->pNext = nullptr;
+    link_at_tail(static_cast<pFIFO>(list), cell);
+    return static_cast<pFIFO>(list)->mcount;
+}
+
+pFIFO_M unlink_head(FIFOH mfifo)
+{
+    auto list = static_cast<pFIFO>(mfifo);
+    pFIFO_M cell = list->head;
+    if (cell == nullptr)
+        return nullptr;
+    list->head = list->pos = cell->pNext;
+    count_down(list);
+    return cell;
 }
 
 void replace_payload(pFIFO_M cell, void *pdata)

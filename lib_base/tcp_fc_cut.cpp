@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "internal/fifo_cells.h"
 #include "internal/kept_blocks.h"
 #include "mem.h"
 #include "str.h"
@@ -67,30 +68,80 @@ void print_input_error(const char *func)
     printf("The input is error ! In funtion %s\n", func);
 }
 
-// Blocks of received and queued data come and go at the rate of messages,
-// in sizes the allocator's fast path does not keep: each thread keeps its
-// released ones for the next.
-thread_local libbase::KeptBlocks kept_blocks;
+// What each thread keeps between calls. Blocks of received and queued data
+// come and go at the rate of messages, in sizes the allocator's fast path
+// does not keep, and so do the list cells that queue them, dozens at a
+// time: released ones wait here for the next. The receive buffer has room
+// for either cutter and a zero byte: a receive runs to its end on one
+// thread, so the next one may reuse it. All of it is freed when the thread
+// ends. Each public call looks its thread's up once and hands it down.
+class Kept {
+public:
+    Kept() = default;
+    Kept(const Kept &) = delete;
+    Kept &operator=(const Kept &) = delete;
+    ~Kept()
+    {
+        free(receive_buffer_);
+        receive_buffer_ = nullptr;
+    }
 
-// A block of at least size bytes, contents undefined; NULL when there is
-// no memory.
-char *take_block(size_t size)
-{
-    void *block = kept_blocks.take(size);
-    return static_cast<char *>(block != nullptr ? block : malloc(size));
-}
+    // A block of at least size bytes, contents undefined; NULL when there
+    // is no memory.
+    char *take_block(size_t size)
+    {
+        void *block = blocks_.take(size);
+        return static_cast<char *>(block != nullptr ? block : malloc(size));
+    }
 
-void release_block(char *block)
-{
-    kept_blocks.keep(block);
-}
+    void release(char *block) { blocks_.keep(block); }
+
+    // Fifo_Push of el onto list, in a kept cell.
+    int push(FIFOH list, char *el)
+    {
+        if (list == nullptr)
+            return Fifo_Push(list, el);  // complains as it always has
+        void *cell = cells_.take();
+        if (cell == nullptr)
+            return -1;
+        return libbase::fifo_cells::append_cell(list, static_cast<pFIFO_M>(cell), el);
+    }
+
+    // Fifo_Pull of list, its cell kept for the next push.
+    char *pull(FIFOH list)
+    {
+        if (list == nullptr)
+            return static_cast<char *>(Fifo_Pull(list));  // complains as it always has
+        pFIFO_M cell = libbase::fifo_cells::unlink_head(list);
+        if (cell == nullptr)
+            return nullptr;
+        void *el = cell->pdata;
+        cells_.keep(cell);
+        return static_cast<char *>(el);
+    }
+
+    // NULL when there is no memory.
+    char *receive_buffer()
+    {
+        if (receive_buffer_ == nullptr)
+            receive_buffer_ = static_cast<char *>(malloc(kTpktBufferSize + 1));
+        return receive_buffer_;
+    }
+
+private:
+    libbase::KeptBlocks blocks_;
+    libbase::KeptSameSize<sizeof(FIFO_M)> cells_;
+    char *receive_buffer_ = nullptr;
+};
+
+thread_local Kept this_thread_kept;
 
 // Queue elements: one block, a native int length, then the bytes.
-char *new_element(const char *data, int len)
+char *new_element(Kept &kept, const char *data, int len)
 {
     if (len < 0 || len > INT_MAX - 4)
         return nullptr;
-    char *el = take_block(static_cast<size_t>(len) + 4);
+    char *el = kept.take_block(static_cast<size_t>(len) + 4);
     if (el != nullptr) {
         memcpy(el, &len, 4);
         memcpy(el + 4, data, static_cast<size_t>(len));
@@ -154,20 +205,20 @@ int attach_record(int fd, int status, PTCP_TH *pptcp_th, const char *func)
     return 0;
 }
 
-void clear_old_buf(PTCP_SOCKFD_ST r)
+void clear_old_buf(Kept &kept, PTCP_SOCKFD_ST r)
 {
     if (r->recv_old_buf != nullptr)
-        release_block(r->recv_old_buf);
+        kept.release(r->recv_old_buf);
     r->recv_old_buf = nullptr;
     r->recv_old_len = 0;
 }
 
-int free_tcpth(PTCP_SOCKFD_ST r)
+int free_tcpth(Kept &kept, PTCP_SOCKFD_ST r)
 {
     Tcp_Socket_Close(r->sockfd);
     Fifo_Free(r->send_buf_list);
     Fifo_Free(r->recv_msg_list);
-    clear_old_buf(r);
+    clear_old_buf(kept, r);
     Mem_Free(r);
     return 0;
 }
@@ -186,7 +237,7 @@ enum class End { Tail, Head };
 
 // Queues a copy of len bytes; len, or -1 when the byte limit or memory
 // refuses them.
-int add_to_send_list(PTCP_SOCKFD_ST r, const char *pbuf, int len, End end)
+int add_to_send_list(Kept &kept, PTCP_SOCKFD_ST r, const char *pbuf, int len, End end)
 {
     if (pbuf == nullptr) {
         print_input_error(end == End::Tail ? "Tcp_Fc_Add_To_Send_List_Tail" : "Tcp_Fc_Add_To_Send_List_Head");
@@ -194,14 +245,14 @@ int add_to_send_list(PTCP_SOCKFD_ST r, const char *pbuf, int len, End end)
     }
     if (static_cast<long long>(r->send_len) + len > r->max_send_len)
         return -1;
-    char *el = new_element(pbuf, len);
+    char *el = new_element(kept, pbuf, len);
     if (el == nullptr) {
         printf("Malloc memery is fail!in funtion %s\n",
                end == End::Tail ? "Tcp_Fc_Add_To_Send_List_Tail" : "Tcp_Fc_Add_To_Send_List_Head");
         return -1;
     }
-    if ((end == End::Tail ? Fifo_Push(r->send_buf_list, el) : Fifo_Add(r->send_buf_list, el)) < 0) {
-        release_block(el);
+    if ((end == End::Tail ? kept.push(r->send_buf_list, el) : Fifo_Add(r->send_buf_list, el)) < 0) {
+        kept.release(el);
         return -1;
     }
     r->send_len += len;
@@ -211,11 +262,11 @@ int add_to_send_list(PTCP_SOCKFD_ST r, const char *pbuf, int len, End end)
 // Puts the first len bytes of a pulled element's data back at the head of
 // the list, reusing the element. Its bytes were already counted out of
 // send_len, so the byte limit does not apply.
-void put_back_at_head(PTCP_SOCKFD_ST r, char *el, int len)
+void put_back_at_head(Kept &kept, PTCP_SOCKFD_ST r, char *el, int len)
 {
     memcpy(el, &len, 4);
     if (Fifo_Add(r->send_buf_list, el) < 0) {
-        release_block(el);
+        kept.release(el);
         return;
     }
     r->send_len += len;
@@ -224,38 +275,38 @@ void put_back_at_head(PTCP_SOCKFD_ST r, char *el, int len)
 // Sends what the socket takes of the head element. The count sent; -1 when
 // the socket took nothing; -2 for an empty list. An unsent rest stays at
 // the head.
-int send_from_send_list_head(PTCP_SOCKFD_ST r)
+int send_from_send_list_head(Kept &kept, PTCP_SOCKFD_ST r)
 {
     if (Fifo_GetCount(r->send_buf_list) <= 0)
         return -2;
-    auto el = static_cast<char *>(Fifo_Pull(r->send_buf_list));
+    char *el = kept.pull(r->send_buf_list);
     if (el == nullptr)
         return -2;
     int len = element_length(el);
     r->send_len -= len;
     int sent = Tcp_Socket_Send(r->sockfd, el + 4, len);
     if (sent < 1) {
-        put_back_at_head(r, el, len);
+        put_back_at_head(kept, r, el, len);
         return -1;
     }
     if (sent < len) {
         memmove(el + 4, el + 4 + sent, static_cast<size_t>(len - sent));
-        put_back_at_head(r, el, len - sent);
+        put_back_at_head(kept, r, el, len - sent);
         return sent;
     }
-    release_block(el);
+    kept.release(el);
     return sent;
 }
 
 // Received-message list and old buffer --------------------------------------
 
-int push_to_recv_list_tail(PTCP_SOCKFD_ST r, const char *msg, int len)
+int push_to_recv_list_tail(Kept &kept, PTCP_SOCKFD_ST r, const char *msg, int len)
 {
-    char *el = new_element(msg, len);
+    char *el = new_element(kept, msg, len);
     if (el == nullptr)
         return -1;
-    if (Fifo_Push(r->recv_msg_list, el) < 0) {
-        release_block(el);
+    if (kept.push(r->recv_msg_list, el) < 0) {
+        kept.release(el);
         return -1;
     }
     r->recv_len += len;
@@ -264,9 +315,9 @@ int push_to_recv_list_tail(PTCP_SOCKFD_ST r, const char *msg, int len)
 
 // Pulls the oldest received message, counted out of recv_len; NULL when
 // there is none.
-char *pull_oldest(PTCP_SOCKFD_ST r)
+char *pull_oldest(Kept &kept, PTCP_SOCKFD_ST r)
 {
-    auto el = static_cast<char *>(Fifo_Pull(r->recv_msg_list));
+    char *el = kept.pull(r->recv_msg_list);
     if (el != nullptr)
         r->recv_len -= element_length(el);
     return el;
@@ -275,9 +326,9 @@ char *pull_oldest(PTCP_SOCKFD_ST r)
 // Pulls the oldest message and copies its bytes from offset skip on into
 // dest when they fit in dest_len (with the TPKT reserved byte into *reserved
 // when asked); else they are discarded. The bytes copied, or -1.
-int take_oldest(PTCP_SOCKFD_ST r, int skip, char *dest, int dest_len, unsigned char *reserved)
+int take_oldest(Kept &kept, PTCP_SOCKFD_ST r, int skip, char *dest, int dest_len, unsigned char *reserved)
 {
-    char *el = pull_oldest(r);
+    char *el = pull_oldest(kept, r);
     if (el == nullptr)
         return -1;
     int len = element_length(el);
@@ -289,7 +340,7 @@ int take_oldest(PTCP_SOCKFD_ST r, int skip, char *dest, int dest_len, unsigned c
     } else {
         copied = -1;
     }
-    release_block(el);
+    kept.release(el);
     return copied;
 }
 
@@ -304,12 +355,12 @@ int get_recv_old_buf(PTCP_SOCKFD_ST r, char *buf, int buf_len)
 }
 
 // Replaces the old buffer with a copy of len bytes (1 to 65535).
-int copy_to_recv_old_buf(PTCP_SOCKFD_ST r, const char *src, int len)
+int copy_to_recv_old_buf(Kept &kept, PTCP_SOCKFD_ST r, const char *src, int len)
 {
     if (src == nullptr || len < 1 || len > kOldBufferLimit)
         return -1;
-    clear_old_buf(r);
-    char *copy = take_block(static_cast<size_t>(len));
+    clear_old_buf(kept, r);
+    char *copy = kept.take_block(static_cast<size_t>(len));
     if (copy == nullptr) {
         printf("Mem_Malloc is fail !  in funtion Tcp_Cut_Copy_To_Recv_Old_Buf!\n");
         return -1;
@@ -344,7 +395,7 @@ void tpkt_printf(const char *data_buf_in, int data_len)
 
 // Queues every whole frame of data; the unfinished tail goes to the old
 // buffer. -1 when a zero length field threw the rest away, else 0.
-int tpkt_cut_msg_bin(PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
+int tpkt_cut_msg_bin(Kept &kept, PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
 {
     auto data = reinterpret_cast<const unsigned char *>(data_buf);
     int i = 0;
@@ -356,19 +407,19 @@ int tpkt_cut_msg_bin(PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
             i = static_cast<int>(next - data);
         }
         if (i + kTpktHeader > data_len) {
-            copy_to_recv_old_buf(r, data_buf + i, data_len - i);
+            copy_to_recv_old_buf(kept, r, data_buf + i, data_len - i);
             return 0;
         }
         int len = tpkt_length(data + i);
         if (len < 1)
             return -1;
         if (i + len > data_len) {
-            copy_to_recv_old_buf(r, data_buf + i, data_len - i);
+            copy_to_recv_old_buf(kept, r, data_buf + i, data_len - i);
             return 0;
         }
         // Lengths 1 to 3 resume the scan inside the header itself.
         if (len >= kTpktShortest)
-            push_to_recv_list_tail(r, data_buf + i, len);
+            push_to_recv_list_tail(kept, r, data_buf + i, len);
         i += len;
     }
     return 0;
@@ -393,7 +444,7 @@ void sip_printf(const char *data_buf, int data_len)
 // Queues every whole message of data (zero-terminated behind data_len); the
 // rest from the scan position goes to the old buffer. The data is text: a
 // zero byte ends every search.
-int sip_cut_msg_bin(PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
+int sip_cut_msg_bin(Kept &kept, PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
 {
     const char *end = data_buf + data_len;
     const char *scan = data_buf;
@@ -415,13 +466,13 @@ int sip_cut_msg_bin(PTCP_SOCKFD_ST r, const char *data_buf, int data_len)
             if (length > room)
                 break;
             const char *msg_end = crlf + 2 * kLineEnd.size() + length;
-            push_to_recv_list_tail(r, start, static_cast<int>(msg_end - start));
+            push_to_recv_list_tail(kept, r, start, static_cast<int>(msg_end - start));
             scan = msg_end;
         }
         if (scan >= end)
             return 0;
     }
-    copy_to_recv_old_buf(r, scan, static_cast<int>(end - scan));
+    copy_to_recv_old_buf(kept, r, scan, static_cast<int>(end - scan));
     return 0;
 }
 
@@ -432,27 +483,8 @@ struct Cutter {
     int buffer_size;                               // bytes one receive may fill, old tail included
     const int *print_flg;                          // dump while it is 1
     void (*dump)(const char *data, int len);
-    int (*cut)(PTCP_SOCKFD_ST r, const char *data, int len);
+    int (*cut)(Kept &kept, PTCP_SOCKFD_ST r, const char *data, int len);
 };
-
-// The receive buffer of this thread, room for either cutter and a zero
-// byte: a receive runs to its end on one thread, so the next one may reuse
-// it. Freed when the thread ends; NULL when there is no memory.
-char *receive_buffer()
-{
-    struct Buffer {
-        char *data = nullptr;
-        ~Buffer()
-        {
-            free(data);
-            data = nullptr;
-        }
-    };
-    static thread_local Buffer buffer;
-    if (buffer.data == nullptr)
-        buffer.data = static_cast<char *>(malloc(kTpktBufferSize + 1));
-    return buffer.data;
-}
 
 // One receive behind the old tail, a zero byte behind the data, then the
 // cut. The bytes cut (old tail plus new data), or the receive's 0 or -1; -1
@@ -467,7 +499,8 @@ int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
     PTCP_SOCKFD_ST r = record(ptcp_th);
     if (r->recv_len > r->max_recv_len)
         return -1;
-    char *buf = receive_buffer();
+    Kept &kept = this_thread_kept;
+    char *buf = kept.receive_buffer();
     if (buf == nullptr || !is_connected(r))
         return -1;
     int n = get_recv_old_buf(r, buf, cutter.buffer_size);
@@ -477,10 +510,10 @@ int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
         return got < 0 ? -1 : 0;
     int total = n + got;
     buf[total] = '\0';
-    clear_old_buf(r);
+    clear_old_buf(kept, r);
     if (*cutter.print_flg == 1)
         cutter.dump(buf, total);
-    cutter.cut(r, buf, total);
+    cutter.cut(kept, r, buf, total);
     return total;
 }
 
@@ -618,7 +651,7 @@ int Tcp_Fc_Socket_Close(PTCP_TH ptcp_th)
         print_input_error(kCloseName);
         return -1;
     }
-    return free_tcpth(record(ptcp_th));
+    return free_tcpth(this_thread_kept, record(ptcp_th));
 }
 
 int Tcp_Fc_Socket_Recv(PTCP_TH ptcp_th, char *pdes_buf, int buf_len)
@@ -642,12 +675,12 @@ int Tcp_Fc_Socket_Send(PTCP_TH ptcp_th, char *pbuf, int len)
         return -1;
     // Nothing may overtake data already queued.
     if (Fifo_GetCount(r->send_buf_list) > 0)
-        return add_to_send_list(r, pbuf, len, End::Tail);
+        return add_to_send_list(this_thread_kept, r, pbuf, len, End::Tail);
     int sent = Tcp_Socket_Send(r->sockfd, pbuf, len);
     if (sent < 0)
-        return add_to_send_list(r, pbuf, len, End::Tail);
+        return add_to_send_list(this_thread_kept, r, pbuf, len, End::Tail);
     if (sent < len)
-        return add_to_send_list(r, pbuf + sent, len - sent, End::Head) >= 0 ? len : sent;
+        return add_to_send_list(this_thread_kept, r, pbuf + sent, len - sent, End::Head) >= 0 ? len : sent;
     return len;
 }
 
@@ -657,10 +690,11 @@ int Tcp_Fc_Loop_Send(PTCP_TH ptcp_th, int send_size)
         print_input_error(__func__);
         return -1;
     }
+    Kept &kept = this_thread_kept;
     int total = 0;
     bool sent_some = false;
     for (;;) {
-        int r = send_from_send_list_head(record(ptcp_th));
+        int r = send_from_send_list_head(kept, record(ptcp_th));
         if (r < 0)
             return sent_some ? total : r;
         total += r;
@@ -683,7 +717,7 @@ int Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(PTCP_TH ptcp_th, char *pmsg_body, int body
         print_input_error(kGetMsgName);
         return -1;
     }
-    return take_oldest(record(ptcp_th), kTpktHeader, pmsg_body, body_len, preserved);
+    return take_oldest(this_thread_kept, record(ptcp_th), kTpktHeader, pmsg_body, body_len, preserved);
 }
 
 int Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(PTCP_TH ptcp_th, unsigned char reserved, char *msg_body, int body_len)
@@ -730,7 +764,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Sip_Head(PTCP_TH ptcp_th, char *pmsg_buf, int buf_le
         print_input_error(kGetMsgName);
         return -1;
     }
-    return take_oldest(record(ptcp_th), 0, pmsg_buf, buf_len, nullptr);
+    return take_oldest(this_thread_kept, record(ptcp_th), 0, pmsg_buf, buf_len, nullptr);
 }
 
 int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, int *body_len, char *pmsg_head,
@@ -742,7 +776,8 @@ int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, in
         return -1;
     }
     // Split in place: the message is searched and copied from its element.
-    char *el = pull_oldest(record(ptcp_th));
+    Kept &kept = this_thread_kept;
+    char *el = pull_oldest(kept, record(ptcp_th));
     if (el == nullptr)
         return -1;
     int len = element_length(el);
@@ -768,7 +803,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, in
             }
         }
     }
-    release_block(el);
+    kept.release(el);
     return result;
 }
 

@@ -1,6 +1,7 @@
 // internal/fifo_cells.h - cell-level operations on FIFO lists for the
 // containers built on them (the list-bucket hash table, the event timer
-// service). Private to the library: never installed.
+// service, the received-message lists of the cutters). Private to the
+// library: never installed.
 #pragma once
 
 #ifndef __cplusplus
@@ -14,6 +15,15 @@ namespace libbase::fifo_cells {
 // Appends pdata at the tail exactly as Fifo_Push does and returns its cell;
 // NULL for a NULL list or when no cell can be allocated.
 pFIFO_M append(FIFOH list, void *pdata);
+
+// Links cell (a malloc block of sizeof(FIFO_M)) in at the tail holding
+// pdata, exactly as Fifo_Push does with a cell of its own; the list then
+// owns it. The list's new count. list must not be NULL.
+int append_cell(FIFOH list, pFIFO_M cell, void *pdata);
+
+// Unlinks the head cell exactly as Fifo_Pull does, but hands it over
+// instead of freeing it; NULL for an empty list. list must not be NULL.
+pFIFO_M unlink_head(FIFOH list);
 
 // Makes cell hold pdata in place of its payload, the list left as it is.
 void replace_payload(pFIFO_M cell, void *pdata);

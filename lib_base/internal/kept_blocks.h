@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <new>
 
 namespace libbase {
 
@@ -65,6 +66,59 @@ private:
     Kept blocks_[kCount];
     int count_ = 0;
     size_t bytes_ = 0;
+    bool closed_ = false;
+};
+
+// Released blocks all of one size (list cells, say) kept on this thread
+// for the next ones: at most kCount, linked through their first bytes.
+// Like KeptBlocks, they stay ordinary malloc blocks; declare one per size
+// as a thread_local.
+template <size_t Size>
+class KeptSameSize {
+public:
+    KeptSameSize() = default;
+    KeptSameSize(const KeptSameSize &) = delete;
+    KeptSameSize &operator=(const KeptSameSize &) = delete;
+    ~KeptSameSize()
+    {
+        closed_ = true;
+        while (first_ != nullptr)
+            free(take());
+    }
+
+    // A kept block, else a new one from malloc (NULL when there is no
+    // memory); its contents undefined.
+    void *take()
+    {
+        if (first_ == nullptr)
+            return malloc(Size);
+        Link *block = first_;
+        first_ = block->next;
+        count_--;
+        return block;
+    }
+
+    // Keeps block (one of Size bytes from malloc) for a later take, or
+    // frees it when there is no room.
+    void keep(void *block)
+    {
+        if (closed_ || count_ == kCount) {
+            free(block);
+            return;
+        }
+        first_ = new (block) Link{first_};
+        count_++;
+    }
+
+private:
+    static_assert(Size >= sizeof(void *), "a kept block holds a link");
+    static constexpr int kCount = 256;
+
+    struct Link {
+        Link *next;
+    };
+    Link *first_ = nullptr;
+    int count_ = 0;
     bool closed_ = false;
 };
 
