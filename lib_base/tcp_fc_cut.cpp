@@ -136,6 +136,15 @@ private:
 
 thread_local Kept this_thread_kept;
 
+// This thread's keep. Its address is worked out once per call: left to
+// itself, the compiler would look it up again at every use.
+Kept &thread_kept()
+{
+    Kept *kept = &this_thread_kept;
+    asm("" : "+r"(kept));
+    return *kept;
+}
+
 // Queue elements: one block, a native int length, then the bytes.
 char *new_element(Kept &kept, const char *data, int len)
 {
@@ -499,7 +508,7 @@ int receive_and_cut(PTCP_TH ptcp_th, const Cutter &cutter)
     PTCP_SOCKFD_ST r = record(ptcp_th);
     if (r->recv_len > r->max_recv_len)
         return -1;
-    Kept &kept = this_thread_kept;
+    Kept &kept = thread_kept();
     char *buf = kept.receive_buffer();
     if (buf == nullptr || !is_connected(r))
         return -1;
@@ -651,7 +660,7 @@ int Tcp_Fc_Socket_Close(PTCP_TH ptcp_th)
         print_input_error(kCloseName);
         return -1;
     }
-    return free_tcpth(this_thread_kept, record(ptcp_th));
+    return free_tcpth(thread_kept(), record(ptcp_th));
 }
 
 int Tcp_Fc_Socket_Recv(PTCP_TH ptcp_th, char *pdes_buf, int buf_len)
@@ -675,12 +684,12 @@ int Tcp_Fc_Socket_Send(PTCP_TH ptcp_th, char *pbuf, int len)
         return -1;
     // Nothing may overtake data already queued.
     if (Fifo_GetCount(r->send_buf_list) > 0)
-        return add_to_send_list(this_thread_kept, r, pbuf, len, End::Tail);
+        return add_to_send_list(thread_kept(), r, pbuf, len, End::Tail);
     int sent = Tcp_Socket_Send(r->sockfd, pbuf, len);
     if (sent < 0)
-        return add_to_send_list(this_thread_kept, r, pbuf, len, End::Tail);
+        return add_to_send_list(thread_kept(), r, pbuf, len, End::Tail);
     if (sent < len)
-        return add_to_send_list(this_thread_kept, r, pbuf + sent, len - sent, End::Head) >= 0 ? len : sent;
+        return add_to_send_list(thread_kept(), r, pbuf + sent, len - sent, End::Head) >= 0 ? len : sent;
     return len;
 }
 
@@ -690,7 +699,7 @@ int Tcp_Fc_Loop_Send(PTCP_TH ptcp_th, int send_size)
         print_input_error(__func__);
         return -1;
     }
-    Kept &kept = this_thread_kept;
+    Kept &kept = thread_kept();
     int total = 0;
     bool sent_some = false;
     for (;;) {
@@ -717,7 +726,7 @@ int Tcp_Cut_Tpkt_Get_One_Msg_Bin_Head(PTCP_TH ptcp_th, char *pmsg_body, int body
         print_input_error(kGetMsgName);
         return -1;
     }
-    return take_oldest(this_thread_kept, record(ptcp_th), kTpktHeader, pmsg_body, body_len, preserved);
+    return take_oldest(thread_kept(), record(ptcp_th), kTpktHeader, pmsg_body, body_len, preserved);
 }
 
 int Tcp_Cut_Tpkt_Send_One_Msg_Bin_Head(PTCP_TH ptcp_th, unsigned char reserved, char *msg_body, int body_len)
@@ -764,7 +773,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Sip_Head(PTCP_TH ptcp_th, char *pmsg_buf, int buf_le
         print_input_error(kGetMsgName);
         return -1;
     }
-    return take_oldest(this_thread_kept, record(ptcp_th), 0, pmsg_buf, buf_len, nullptr);
+    return take_oldest(thread_kept(), record(ptcp_th), 0, pmsg_buf, buf_len, nullptr);
 }
 
 int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, int *body_len, char *pmsg_head,
@@ -776,7 +785,7 @@ int Tcp_Cut_Sip_Get_One_Msg_Xmlbody_Siphead(PTCP_TH ptcp_th, char *pmsg_body, in
         return -1;
     }
     // Split in place: the message is searched and copied from its element.
-    Kept &kept = this_thread_kept;
+    Kept &kept = thread_kept();
     char *el = pull_oldest(kept, record(ptcp_th));
     if (el == nullptr)
         return -1;
